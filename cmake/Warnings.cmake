@@ -1,0 +1,15 @@
+# Warnings are errors, for the code of this project only.
+add_library(warnings INTERFACE)
+target_compile_options(warnings INTERFACE
+  -Wall -Wextra -pedantic-errors -Werror -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
+  -Woverloaded-virtual -Wcast-align -Wswitch-enum -Wimplicit-fallthrough)
+
+# Optimising, g++ 12 sees overlapping copies in std::string's own code ("a" + std::move(text)).
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  target_compile_options(warnings INTERFACE $<$<NOT:$<CONFIG:Debug>>:-Wno-restrict>)
+endif()
+
+if(NUVRUSB_SANITIZE)
+  target_compile_options(warnings INTERFACE -fsanitize=${NUVRUSB_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(warnings INTERFACE -fsanitize=${NUVRUSB_SANITIZE})
+endif()

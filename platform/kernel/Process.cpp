@@ -1,0 +1,35 @@
+// Services of the process itself: memory and the error mode.
+#include "kernel.h"
+
+#include <atomic>
+#include <cstdlib>
+
+namespace kernel {
+
+namespace {
+
+constexpr std::uint32_t notEnoughMemory = 8;
+
+std::atomic<std::uint32_t> errorMode = 0;
+
+} // namespace
+
+std::uint32_t SetErrorMode(std::uint32_t mode) {
+    return errorMode.exchange(mode);
+}
+
+void * GlobalAlloc(std::uint32_t, std::size_t byteCount) {
+    // A block of no bytes is still a block with an address of its own.
+    void * const memory = std::calloc(byteCount == 0 ? 1 : byteCount, 1);
+    if (memory == nullptr) {
+        SetLastError(notEnoughMemory);
+    }
+    return memory;
+}
+
+void * GlobalFree(void * memory) {
+    std::free(memory);
+    return nullptr;
+}
+
+} // namespace kernel

@@ -1,0 +1,32 @@
+// Reads devices and hubs of a description. Devices hold hubs and hubs hold devices.
+#pragma once
+
+#include "JsonObject.h"
+
+#include <cstddef>
+#include <unordered_set>
+
+namespace machine::simulated {
+
+inline constexpr std::size_t deepestHub = 32;  // counted from the root hub, which is 1
+inline constexpr std::size_t deepestNode = 32; // counted from the device's own nodes, which are 1
+
+inline constexpr NumberRange anyNumber{0, 0xFFFFFFFF};
+
+// Names that may be there only once, gathered over the whole description.
+struct NamesInUse {
+    std::unordered_set<std::u16string> hubs; // by pathKey
+    std::unordered_set<std::uint32_t> disks;
+};
+
+// What is read where: the object itself, the names so far, and how deep its hub lies.
+void readNodeFacts(JsonObject const & json, NodeFacts & facts); // all but the instance ID
+void readDevice(JsonObject const & json, Device & device, NamesInUse & names);
+
+// The members of any hub.
+void readHub(JsonObject const & json, Hub & hub, NamesInUse & names, std::size_t depth);
+void checkHubName(JsonObject const & json, Hub const & hub, std::u16string_view instanceId, NamesInUse & names);
+void readFaults(JsonObject const & json, std::span<NamedNumber const> queries, std::uint32_t portCount,
+                std::vector<Fault> & faults);
+
+} // namespace machine::simulated
