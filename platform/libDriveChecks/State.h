@@ -1,0 +1,7 @@
+#pragma once
+
+namespace libDriveChecks {
+
+bool initialised(); // DriveChecks::init was called in this process
+
+} // namespace libDriveChecks

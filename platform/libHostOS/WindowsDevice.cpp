@@ -1,0 +1,82 @@
+#include "TreeWalk.h"
+#include "libHostOS.h"
+#include "machine/Machine.h"
+#include "nuv/Array.h"
+
+#include <string>
+
+namespace libHostOS {
+
+namespace {
+
+machine::DeviceNode const & nodeOf(std::uint32_t node) {
+    machine::DeviceTree const & tree = machine::current().devices();
+    return tree[known(tree, node)];
+}
+
+nuv::String textOf(std::u16string const & text) {
+    return nuv::String(std::u16string_view(text));
+}
+
+bool isOfClass(machine::DeviceNode const & node, unsigned classes) {
+    return ((classes & WindowsDeviceSet::Disks) != 0 && node.nodeClass == machine::NodeClass::Disk) ||
+           ((classes & WindowsDeviceSet::HostControllers) != 0 && node.nodeClass == machine::NodeClass::HostController);
+}
+
+constexpr unsigned devicesPresent = 0;
+
+} // namespace
+
+WindowsDevice::WindowsDevice(nuv::String const & deviceInstanceId)
+    : node_(machine::current().devices().findByInstanceId(deviceInstanceId.view())) {}
+
+nuv::String WindowsDevice::getDeviceInstanceId() const {
+    return textOf(nodeOf(node_).instanceId);
+}
+
+nuv::String WindowsDevice::getParentDeviceInstanceId() const {
+    return textOf(nodeOf(nodeOf(node_).parent).instanceId);
+}
+
+nuv::String WindowsDevice::getOsLocator() const {
+    return textOf(nodeOf(node_).interfacePath);
+}
+
+nuv::String WindowsDevice::getFriendlyName() const {
+    machine::DeviceNode const & node = nodeOf(node_);
+    return textOf(node.friendlyName.empty() ? node.description : node.friendlyName);
+}
+
+bool WindowsDevice::isHidden() const {
+    return nodeOf(node_).hidden;
+}
+
+bool WindowsDevice::isChildOf(WindowsDevice const & ancestor) const {
+    if (ancestor.node_ == machine::noNode) {
+        return false;
+    }
+    machine::NodeId above = nodeOf(node_).parent;
+    while (above != machine::noNode && above != ancestor.node_) {
+        above = nodeOf(above).parent;
+    }
+    return above != machine::noNode;
+}
+
+WindowsDeviceSet::WindowsDeviceSet(unsigned presence, unsigned classes) {
+    machine::DeviceTree const & tree = machine::current().devices();
+    for (machine::NodeId id = tree.root(); id != machine::noNode; id = nextInPreOrder(tree, id)) {
+        machine::DeviceNode const & node = tree[id];
+        if (node.listed && isOfClass(node, classes) && (node.present || presence != devicesPresent)) {
+            nodes_.push_back(id);
+        }
+    }
+}
+
+WindowsDevice WindowsDeviceSet::operator[](std::size_t index) const {
+    if (index >= nodes_.size()) {
+        nuv::arrayIndexAssertion();
+    }
+    return WindowsDevice(nodes_[index]);
+}
+
+} // namespace libHostOS
