@@ -1,0 +1,122 @@
+#include "CommandLineHelp.h"
+
+namespace tkit5 {
+
+namespace {
+
+constexpr char const * globalOptions = R"(
+Options of every command, before or after it:
+  --machine FILE       look at a described PC (a JSON file, or the name of a bundled one)
+                       instead of the one that this program runs on
+  --format text|jsonl  text for people, or one JSON object a line for a host program, which
+                       then answers questions and asks for a stop on standard input
+  --answer ask|yes|no  who answers the questions of a test: ask the person at the terminal
+                       (with jsonl: the host), or take every answer as yes or as no. Without
+                       it: the described PC's user, else the host, else the person at a
+                       terminal, else no
+  --log-level 1..4     show the log from this level up (1 shows all, with the trace)
+  --log-file FILE      write the log to a file instead; without --log-level, all of it
+  --trace-io FILE      write every request to the PC to a file, one JSON object a line
+  --language TAG       language of the messages of a test, such as de
+  --no-color           no colours on a terminal
+  --version            the version of this program
+  --help               this text; after a command, more about it
+)";
+
+constexpr char const * program = R"(nuvrusb finds out whether the USB side of a PC works.
+
+Usage:
+  nuvrusb tests                       the tests, the devices that they take, their parameters
+  nuvrusb devices [--test NAME]       the PC's devices, and which tests accept each
+  nuvrusb topology                    controllers, hubs, ports and devices as a tree
+  nuvrusb run TEST [--device ID ...] [--set NAME=VALUE ...] [--allow-destructive]
+                                      run a test on every device that it accepts, or on some
+)";
+
+constexpr char const * programEnd = R"(
+The exit code is the verdict of the run: 0 pass, 1 fail, 2 warning, 3 no device, 4 no medium,
+5 wrong usage, 6 cannot run, 7 device busy, 8 stopped, 9 internal error, 10 misconfigured,
+11 abnormal end.
+
+Examples:
+  nuvrusb topology
+  nuvrusb run USBConnectionSpeedVerificationTest --set desiredVerificationSpeed=MAX
+  nuvrusb run StatusTest --machine findings
+  nuvrusb run --help
+)";
+
+constexpr char const * tests = R"(Usage: nuvrusb tests
+
+Lists every test: which devices it takes, whether it overwrites data, and its parameters with
+their types.
+
+Examples:
+  nuvrusb tests
+  nuvrusb tests --format jsonl
+)";
+
+constexpr char const * devices = R"(Usage: nuvrusb devices [--test NAME]
+
+Lists the PC's devices with what --device takes, their capabilities and their place on the bus,
+and which tests accept each.
+
+  --test NAME          ask about this test only, and say why it does not take a device
+
+Examples:
+  nuvrusb devices
+  nuvrusb devices --test StatusTest
+  nuvrusb devices --machine findings --format jsonl
+)";
+
+constexpr char const * topology = R"(Usage: nuvrusb topology
+
+Shows host controllers, hubs, ports and devices as a tree: the speed at which each device runs,
+what its port can do, and what is wrong. Ports without a device are folded into one line.
+
+Examples:
+  nuvrusb topology
+  nuvrusb topology --machine my-pc.json --trace-io requests.jsonl
+)";
+
+constexpr char const * run = R"(Usage: nuvrusb run TEST [--device ID ...] [--set NAME=VALUE ...] [--allow-destructive]
+
+Runs a test on every device that it accepts, or on those named, one after the other. The exit
+code is the most serious verdict.
+
+  --device ID          only on this device: its identifier, in any letter case, or the path by
+                       which the system opens it ('nuvrusb devices' lists both). Repeatable
+  --set NAME=VALUE     pass a parameter ('nuvrusb tests' lists them). Repeatable
+  --allow-destructive  let a test overwrite data without asking. Such a test runs only on
+                       devices named with --device, and never on the disk that the system
+                       runs from; without this option it asks on the terminal first
+
+Examples:
+  nuvrusb run USBConnectionSpeedVerificationTest
+  nuvrusb run USBConnectionSpeedVerificationTest --set desiredVerificationSpeed=MAX
+  nuvrusb run StatusTest --device 'USB\VID_0781&PID_5591\4C530001' --log-level 1
+)";
+
+char const * usageOf(Command command) {
+    switch (command) {
+    case Command::Tests:
+        break;
+    case Command::Devices:
+        return devices;
+    case Command::Topology:
+        return topology;
+    case Command::Run:
+        return run;
+    }
+    return tests;
+}
+
+} // namespace
+
+std::string helpText(std::optional<Command> command) {
+    if (command) {
+        return std::string(usageOf(*command)) + globalOptions;
+    }
+    return std::string(program) + globalOptions + programEnd;
+}
+
+} // namespace tkit5

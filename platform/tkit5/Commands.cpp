@@ -1,0 +1,291 @@
+#include "Commands.h"
+
+#include "JsonlReporter.h"
+#include "ListingsJsonl.h"
+#include "Locale.h"
+#include "LogFile.h"
+#include "Names.h"
+#include "OutputFile.h"
+#include "RunLoop.h"
+#include "Suggest.h"
+#include "TextLayout.h"
+#include "TextReporter.h"
+#include "host/Startup.h"
+#include "kernel/Runtime.h"
+#include "machine/TracingMachine.h"
+#include "nuv/LogSink.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cstdlib>
+
+namespace tkit5 {
+
+namespace {
+
+constexpr int everything = 1; // the log level that leaves nothing out
+
+std::string environment(char const * name) {
+    char const * const value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+// The language of the environment, most specific first.
+std::string systemLanguage() {
+    for (char const * name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        if (std::string value = environment(name); !value.empty()) {
+            return value;
+        }
+    }
+    return "en";
+}
+
+class LogPriority {
+public:
+    explicit LogPriority(std::optional<int> priority) : before_(nuv::LogFactory::getPriority()) {
+        if (priority) {
+            nuv::setLogPriority(*priority);
+        }
+    }
+    LogPriority(LogPriority const &) = delete;
+    LogPriority & operator=(LogPriority const &) = delete;
+    ~LogPriority() { nuv::setLogPriority(before_); }
+
+private:
+    int before_;
+};
+
+class CommandRunner {
+public:
+    CommandRunner(Options const & options, terminal::Console & console)
+        : options_(options), console_(console), lines_(console) {}
+
+    int run() {
+        if (auto const refusal = prepare()) {
+            console_.writeError(fmt::format("{}: {}\n", programName, refusal->message));
+            return refusal->result.value();
+        }
+        std::optional<machine::TracingMachine> tracing;
+        if (traceFile_) {
+            tracing.emplace(*pc_.machine, traceFile_->stream());
+        }
+        int const code = runOnMachine(tracing ? &*tracing : pc_.machine.get());
+        tracing.reset();
+        complainOfLoss(logFile_);
+        complainOfLoss(traceFile_);
+        return code;
+    }
+
+private:
+    static Refusal wrongUsage(std::string message) { return {std::move(message), TestResult::BADPARAMS()}; }
+
+    std::optional<Refusal> prepare() {
+        if (auto refusal = findTest()) {
+            return refusal;
+        }
+        if (options_.command != Command::Tests || options_.machine) {
+            auto opened = host::openPc(options_.machine);
+            if (auto const * error = std::get_if<host::PcError>(&opened)) {
+                return wrongUsage(error->message);
+            }
+            pc_ = std::move(std::get<host::Pc>(opened));
+        }
+        return openFiles();
+    }
+
+    std::optional<Refusal> findTest() {
+        if (options_.test.empty()) {
+            return std::nullopt;
+        }
+        test_ = Registry::instance().findTest(options_.test);
+        if (test_ == nullptr) {
+            std::vector<std::string> names;
+            for (auto const & test : Registry::instance().tests) {
+                names.push_back(test->name);
+            }
+            return wrongUsage(fmt::format("There is no test '{}'.{} 'nuvrusb tests' lists the tests.", options_.test,
+                                          didYouMean(options_.test, names)));
+        }
+        if (options_.command != Command::Run) {
+            return std::nullopt;
+        }
+        if (test_->entry == nullptr) {
+            return Refusal{
+                fmt::format("This version declares {} but does not carry it, so it cannot be run.", test_->name),
+                TestResult::CANNOTRUN()};
+        }
+        std::string const wrong = parameters_.set(*test_, options_.settings);
+        return wrong.empty() ? std::nullopt : std::optional(wrongUsage(wrong));
+    }
+
+    std::optional<Refusal> openFiles() {
+        std::vector<std::string> taken;
+        if (options_.machine) {
+            taken.push_back(*options_.machine);
+        }
+        using Wanted = std::pair<std::optional<std::string> const &, std::optional<OutputFile> &>;
+        for (auto const & [name, file] : {Wanted(options_.logFile, logFile_), Wanted(options_.traceFile, traceFile_)}) {
+            if (!name) {
+                continue;
+            }
+            for (std::string const & other : taken) {
+                if (isSameFile(*name, other)) {
+                    return wrongUsage(fmt::format("The file {} is named for two purposes. Name two files.", *name));
+                }
+            }
+            taken.push_back(*name);
+            file.emplace(*name);
+            if (!file->isOpen()) {
+                return wrongUsage(fmt::format("The file {} cannot be created for writing. Name one in a folder that "
+                                              "exists and may be written to.",
+                                              *name));
+            }
+        }
+        return std::nullopt;
+    }
+
+    int runOnMachine(machine::Machine * machine) {
+        if (options_.command == Command::Tests) {
+            return isJsonl() ? ended((writeTests(lines_, Registry::instance()), !lines_.lost()))
+                             : ended(console_.write(testsAsText(Registry::instance())));
+        }
+        machine::InUse const inUse(*machine);
+        kernel::beginRun(); // before the bus is read, so that a hub that does not answer is asked once in all
+        DeviceCatalog const catalog;
+        PcTitle const title{.name = machine->name(), .isBundled = pc_.isBundled};
+        if (options_.command == Command::Run) {
+            return runTest(catalog, title);
+        }
+        return options_.command == Command::Devices ? listDevices(catalog, title) : showTopology(catalog, title);
+    }
+
+    int listDevices(DeviceCatalog const & catalog, PcTitle const & title) {
+        Registry const & registry = Registry::instance();
+        if (isJsonl()) {
+            writeDevices(lines_, title, catalog, registry, test_);
+            return ended(!lines_.lost());
+        }
+        return ended(console_.write(devicesAsText(title, catalog, registry, test_)));
+    }
+
+    int showTopology(DeviceCatalog const & catalog, PcTitle const & title) {
+        auto const controllers = readTopology(catalog);
+        if (isJsonl()) {
+            writeTopology(lines_, title, controllers);
+            return ended(!lines_.lost());
+        }
+        return ended(console_.write(topologyAsText(title, controllers, usesColour())));
+    }
+
+    int runTest(DeviceCatalog const & catalog, PcTitle const & title) {
+        auto chosen = chooseDevices(*test_, catalog, options_);
+        if (auto const * refusal = std::get_if<Refusal>(&chosen)) {
+            return refuse(*refusal);
+        }
+        Run run{.test = *test_,
+                .devices = std::move(std::get<0>(chosen)),
+                .catalog = catalog,
+                .pc = title,
+                .parameters = parameters_.asText()};
+        if (auto const refusal = confirmDestruction(run.devices)) {
+            return refuse(*refusal);
+        }
+        if (run.devices.empty()) {
+            console_.writeError(fmt::format("{}: {} accepts no device of this PC. 'nuvrusb devices --test {}' says "
+                                            "why.\n",
+                                            programName, test_->name, test_->name));
+        }
+
+        TextReporter text(console_, usesColour(), console_.outputIsTerminal());
+        JsonlReporter jsonl(console_);
+        Reporter & reporter = isJsonl() ? static_cast<Reporter &>(jsonl) : text;
+        std::optional<LogFileReporter> logged;
+        if (logFile_) {
+            logged.emplace(reporter, logFile_->stream());
+        }
+        LogPriority const priority(options_.logLevel || !logFile_ ? options_.logLevel : everything);
+        Locale const locale = Locale::forLanguage(options_.language ? *options_.language : systemLanguage());
+        return carryOut(run, {.reporter = logged ? *logged : reporter,
+                              .console = console_,
+                              .locale = locale,
+                              .answering = answering(),
+                              .hostSpeaks = isJsonl(),
+                              .user = pc_.user})
+            .value();
+    }
+
+    // Somebody has to say that data may go: the option in so many words, or a person at the terminal.
+    std::optional<Refusal> confirmDestruction(std::vector<CatalogDevice const *> const & devices) {
+        if (!test_->destructive || options_.allowDestructive) {
+            return std::nullopt;
+        }
+        if (isJsonl() || !console_.inputIsTerminal() || !console_.outputIsTerminal()) {
+            return wrongUsage(fmt::format("{} overwrites data, and there is no terminal to ask on. Allow it with "
+                                          "--allow-destructive.",
+                                          test_->name));
+        }
+        std::string question = fmt::format("{} overwrites data on:\n", test_->name);
+        for (CatalogDevice const * device : devices) {
+            question += fmt::format("  {} ({})\n", printable(device->displayName()),
+                                    printable(device->facts().osName.getUTF8String()));
+        }
+        std::string answer;
+        bool const answered = console_.write(question + "Type yes to allow it: ") &&
+                              console_.readLine(answer, std::nullopt) == terminal::Console::Input::Line;
+        if (answered && answer == "yes") {
+            return std::nullopt;
+        }
+        return Refusal{"Nothing was run, since nobody typed yes.", TestResult::USERABORTED()};
+    }
+
+    Answering answering() const {
+        if (options_.answer) {
+            Answering const asked = isJsonl() ? Answering::Host : Answering::Person;
+            return std::array{asked, Answering::Yes, Answering::No}[static_cast<std::size_t>(*options_.answer)];
+        }
+        if (pc_.user && !pc_.user->answers.empty()) {
+            return Answering::Script; // whoever wrote answers into the description wants them given
+        }
+        if (isJsonl()) {
+            return Answering::Host;
+        }
+        return console_.inputIsTerminal() ? Answering::Person : Answering::No;
+    }
+
+    int refuse(Refusal const & refusal) {
+        console_.writeError(fmt::format("{}: {}\n", programName, refusal.message));
+        return refusal.result.value();
+    }
+
+    void complainOfLoss(std::optional<OutputFile> & file) {
+        if (file && !file->close()) {
+            console_.writeError(
+                fmt::format("{}: The file {} could not be written to its end.\n", programName, file->name()));
+        }
+    }
+
+    bool isJsonl() const { return options_.format == Format::Jsonl; }
+    bool usesColour() const {
+        return console_.outputIsTerminal() && !options_.noColor && environment("NO_COLOR").empty() &&
+               environment("TERM") != "dumb";
+    }
+    static int ended(bool written) { return (written ? TestResult::PASS() : TestResult::USERABORTED()).value(); }
+
+    Options const & options_;
+    terminal::Console & console_;
+    JsonlLines lines_;
+    RegisteredTest const * test_ = nullptr;
+    PassedParameters parameters_;
+    host::Pc pc_;
+    std::optional<OutputFile> logFile_;
+    std::optional<OutputFile> traceFile_;
+};
+
+} // namespace
+
+int carryOutCommand(Options const & options, terminal::Console & console) {
+    return CommandRunner(options, console).run();
+}
+
+} // namespace tkit5
