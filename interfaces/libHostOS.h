@@ -30,7 +30,7 @@ private:
     std::uint32_t node_; // 0: no such device
 };
 
-// The devices of one or more classes, in the order of the device tree.
+// The devices of one or more classes: disks first, each class in the order in which the system lists it.
 class WindowsDeviceSet {
 public:
     static constexpr unsigned Disks = 1;

@@ -4,6 +4,7 @@
 #include "nuv/Array.h"
 
 #include <string>
+#include <utility>
 
 namespace libHostOS {
 
@@ -16,11 +17,6 @@ machine::DeviceNode const & nodeOf(std::uint32_t node) {
 
 nuv::String textOf(std::u16string const & text) {
     return nuv::String(std::u16string_view(text));
-}
-
-bool isOfClass(machine::DeviceNode const & node, unsigned classes) {
-    return ((classes & WindowsDeviceSet::Disks) != 0 && node.nodeClass == machine::NodeClass::Disk) ||
-           ((classes & WindowsDeviceSet::HostControllers) != 0 && node.nodeClass == machine::NodeClass::HostController);
 }
 
 constexpr unsigned devicesPresent = 0;
@@ -64,10 +60,16 @@ bool WindowsDevice::isChildOf(WindowsDevice const & ancestor) const {
 
 WindowsDeviceSet::WindowsDeviceSet(unsigned presence, unsigned classes) {
     machine::DeviceTree const & tree = machine::current().devices();
-    for (machine::NodeId id = tree.root(); id != machine::noNode; id = nextInPreOrder(tree, id)) {
-        machine::DeviceNode const & node = tree[id];
-        if (node.listed && isOfClass(node, classes) && (node.present || presence != devicesPresent)) {
-            nodes_.push_back(id);
+    for (auto const & [mask, nodeClass] :
+         {std::pair(Disks, machine::NodeClass::Disk), std::pair(HostControllers, machine::NodeClass::HostController)}) {
+        if ((classes & mask) == 0) {
+            continue;
+        }
+        for (machine::NodeId const id : tree.ofClass(nodeClass)) {
+            machine::DeviceNode const & node = tree[id];
+            if (node.listed && (node.present || presence != devicesPresent)) {
+                nodes_.push_back(id);
+            }
         }
     }
 }

@@ -34,6 +34,7 @@ NodeId DeviceTree::add(NodeId parent, DeviceNode node) {
     if (!node.driverKey.empty()) {
         byDriverKey_.try_emplace(node.driverKey, id);
     }
+    byClass_[static_cast<std::size_t>(node.nodeClass)].push_back(id);
     node.parent = parent;
     node.firstChild = noNode;
     node.nextSibling = noNode;

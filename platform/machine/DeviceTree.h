@@ -1,7 +1,9 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -14,6 +16,7 @@ using NodeId = std::uint32_t;
 inline constexpr NodeId noNode = 0;
 
 enum class NodeClass : std::uint8_t { Other, HostController, Hub, UsbDevice, UsbComposite, Disk };
+inline constexpr std::size_t nodeClasses = 6;
 
 // Problem code of a device that somebody disabled.
 inline constexpr std::uint32_t problemDisabled = 22;
@@ -66,6 +69,9 @@ public:
     NodeId add(NodeId parent, DeviceNode node);
     NodeId addDisk(NodeId parent, DeviceNode node, DiskFacts disk);
 
+    // The nodes of a class, in the order in which they were added.
+    std::span<NodeId const> ofClass(NodeClass nodeClass) const { return byClass_[static_cast<std::size_t>(nodeClass)]; }
+
     // Whatever the letter case (A to Z); noNode when there is none. The first added wins where two are alike.
     NodeId findByInstanceId(std::u16string_view instanceId) const;
     // Exactly equal; noNode when there is none.
@@ -75,6 +81,7 @@ private:
     std::vector<DeviceNode> nodes_;
     std::vector<NodeId> lastChild_;
     std::vector<DiskFacts> disks_;
+    std::array<std::vector<NodeId>, nodeClasses> byClass_;
     std::unordered_map<std::u16string, NodeId> byInstanceId_; // keys folded to upper case
     std::unordered_map<std::u16string, NodeId> byDriverKey_;
 };

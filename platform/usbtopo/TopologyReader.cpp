@@ -1,6 +1,5 @@
 #include "TopologyReader.h"
 
-#include "libHostOS/TreeWalk.h"
 #include "machine/Text.h"
 
 #include <algorithm>
@@ -30,9 +29,9 @@ TopologyReader::TopologyReader() : machine_(machine::current()), nodes_(machine_
 CUsbSystem::Controllers TopologyReader::readControllers() {
     CUsbSystem::Controllers controllers;
     machine::DeviceTree const & tree = machine_.devices();
-    for (machine::NodeId id = tree.root(); id != machine::noNode; id = libHostOS::nextInPreOrder(tree, id)) {
+    for (machine::NodeId const id : tree.ofClass(machine::NodeClass::HostController)) {
         machine::DeviceNode const & node = tree[id];
-        if (node.nodeClass == machine::NodeClass::HostController && node.present) {
+        if (node.present) {
             bool const isDisabled = node.problem == machine::problemDisabled;
             controllers.append(nuv::SharedResourceManager<CUsbController>(isDisabled ? nullptr : readController(node)));
         }

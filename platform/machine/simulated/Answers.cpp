@@ -63,7 +63,9 @@ Answer nameAnswer(Header header, std::u16string_view name, Fault const * fault, 
     std::size_t const returned = std::min(whole, output.size() / sizeof(char16_t) * sizeof(char16_t));
     std::memcpy(output.data(), &header, sizeof(header));
     std::size_t const nameReturned = std::min(nameBytes, returned - sizeof(header));
-    std::memcpy(output.data() + sizeof(header), name.data(), nameReturned);
+    if (nameReturned > 0) { // an empty view may point nowhere, which memcpy does not take
+        std::memcpy(output.data() + sizeof(header), name.data(), nameReturned);
+    }
     if (returned > sizeof(header) + nameReturned) {
         std::memcpy(output.data() + sizeof(header) + nameReturned, &terminator, sizeof(terminator));
     }

@@ -19,13 +19,18 @@ struct NamesInUse {
     std::unordered_set<std::uint32_t> disks;
 };
 
-// What is read where: the object itself, the names so far, and how deep its hub lies.
 void readNodeFacts(JsonObject const & json, NodeFacts & facts); // all but the instance ID
+
+// What a device and an external hub have in common.
 void readDevice(JsonObject const & json, Device & device, NamesInUse & names);
 
-// The members of any hub.
+// What all hubs have in common, with everything on their ports. The depth counts from the root hub, which is 1.
 void readHub(JsonObject const & json, Hub & hub, NamesInUse & names, std::size_t depth);
+
+// An error when another hub has the name that this one has or is going to have.
 void checkHubName(JsonObject const & json, Hub const & hub, std::u16string_view instanceId, NamesInUse & names);
+
+// Faults of a hub, or with 0 ports of a controller.
 void readFaults(JsonObject const & json, std::span<NamedNumber const> queries, std::uint32_t portCount,
                 std::vector<Fault> & faults);
 

@@ -1,6 +1,5 @@
 #include "PortRecords.h"
 
-#include "Names.h"
 #include "machine/Text.h"
 
 #include <algorithm>

@@ -1,0 +1,107 @@
+#include "ModuleRun.h"
+
+#include "support/FakeConsole.h"
+#include "tkit5/Start.h"
+
+#include "Catalogue.h"
+#include "tkit5.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+
+namespace test {
+
+namespace {
+
+std::string asText(Json const & value) {
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+HostView viewOf(std::string const & output) {
+    HostView view;
+    std::istringstream lines(output);
+    for (std::string text; std::getline(lines, text);) {
+        Json const line = Json::parse(text);
+        std::string const type = line["type"];
+        if (type == "event") {
+            RaisedEvent event{.severity = line["severity"],
+                              .key = line["key"],
+                              .variables = {},
+                              .text = line["text"],
+                              .file = line["file"],
+                              .line = line["line"]};
+            for (auto const & [name, value] : line["variables"].items()) {
+                event.variables[name] = asText(value);
+            }
+            view.events.push_back(event);
+        } else if (type == "log") {
+            view.log.push_back(line["text"]);
+            view.priorityOf[line["text"]] = line["priority"];
+        } else if (type == "trace") {
+            view.trace.emplace_back(line["entered"].get<bool>(), line["function"]);
+        } else if (type == "result") {
+            view.deviceResults.emplace_back(line["device"], line["result"]);
+        } else if (type == "runEnd") {
+            view.result = line["result"];
+        }
+    }
+    view.output = output;
+    return view;
+}
+
+} // namespace
+
+std::vector<std::string> HostView::keys() const {
+    std::vector<std::string> names;
+    std::ranges::transform(events, std::back_inserter(names), &RaisedEvent::key);
+    return names;
+}
+
+bool HostView::logged(std::string const & text) const {
+    return std::ranges::count(log, text) > 0;
+}
+
+HostView runOnFile(std::string const & test, std::string const & machineFile,
+                   std::vector<std::string> const & arguments) {
+    tkit5::DiagModule::setVersion(6, 5, "000000001");
+    tkit5::DiagModule::setModuleInitCallback(nuvrusb::moduleInit);
+    std::vector<std::string> commandLine{"run", test, "--machine", machineFile, "--format", "jsonl"};
+    commandLine.insert(commandLine.end(), arguments.begin(), arguments.end());
+
+    FakeConsole console;
+    int const exitCode = tkit5::runCommandLine(commandLine, console);
+    HostView view = viewOf(console.output());
+    view.exitCode = exitCode;
+    view.errors = console.errors();
+    return view;
+}
+
+HostView runTest(std::string const & test, Json const & pc, std::vector<std::string> const & arguments) {
+    testing::TestInfo const * const info = testing::UnitTest::GetInstance()->current_test_info();
+    std::string const file = testing::TempDir() + info->test_suite_name() + "." + info->name() + ".json";
+    std::ofstream(file) << pc.dump(1);
+    return runOnFile(test, file, arguments);
+}
+
+HostView runTestOnBundled(std::string const & test, std::string const & file,
+                          std::vector<std::string> const & arguments) {
+    return runOnFile(test, machineFile(file), arguments);
+}
+
+std::vector<Json> readLines(std::string const & path) {
+    std::vector<Json> lines;
+    std::ifstream file(path);
+    for (std::string text; std::getline(file, text);) {
+        lines.push_back(Json::parse(text));
+    }
+    return lines;
+}
+
+std::string machineFile(std::string const & file) {
+    return std::string(MACHINES_FOLDER) + "/" + file;
+}
+
+} // namespace test
