@@ -3,7 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <stdexcept>
 #include <string>
+#include <utility>
+#include <variant>
+#include <vector>
 
 namespace {
 

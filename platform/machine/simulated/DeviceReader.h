@@ -4,7 +4,11 @@
 #include "JsonObject.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
 #include <unordered_set>
+#include <vector>
 
 namespace machine::simulated {
 
