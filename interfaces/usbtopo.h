@@ -10,6 +10,8 @@
 #include "nuv/SharedResourceManager.h"
 #include "nuv/String.h"
 
+#include <cstdint>
+
 namespace usbtopo {
 
 class CUsbHub;
@@ -24,14 +26,12 @@ public:
     nuv::String const & getDeviceInstanceID() const {
         return deviceInstanceId_;
     }                                                               // empty when the OS has no node for it
-    nuv::String const & getDriverKey() const { return driverKey_; } // empty when the hub names none
     bool ChildHasProblem() const { return childHasProblem_; } // its device node, or one below it, has a problem code
 
 private:
     friend class TopologyReader;
     nuv::String displayName_;
     nuv::String deviceInstanceId_;
-    nuv::String driverKey_;
     bool childHasProblem_ = false;
 };
 
@@ -45,7 +45,13 @@ public:
     float getUSBVersion() const { return currentVersion_; }    // at which the port runs now; 0.0f when it is empty
     float getMaxUSBVersion() const { return maximumVersion_; } // of the port's connector, companion port included
 
-    nuv::SharedResourceManager<CUsbDevice> const & device() const { return device_; }  // empty without a descriptor
+
+    // The other port behind the same connector: its number, 0 when there is none, and the symbolic name of its hub.
+    std::uint32_t getCompanionPortNumber() const { return companionPort_; }
+    nuv::String const & getCompanionHubName() const { return companionHub_; }
+
+    nuv::String const & getDriverKey() const { return driverKey_; } // of what is on the port; empty when unknown
+    nuv::SharedResourceManager<CUsbDevice> const & device() const { return device_; } // empty without a descriptor
     nuv::SharedResourceManager<CUsbHub> const & childHub() const { return childHub_; } // empty when it cannot be read
 
     // The speed at which the device on the port runs; at most one is true, none on an empty port.
@@ -62,6 +68,9 @@ private:
     kernel::USB_NODE_CONNECTION_INFORMATION_EX connection_{};
     float currentVersion_ = 0.0F;
     float maximumVersion_ = 0.0F;
+    std::uint32_t companionPort_ = 0;
+    nuv::String companionHub_;
+    nuv::String driverKey_;
     nuv::SharedResourceManager<CUsbDevice> device_;
     nuv::SharedResourceManager<CUsbHub> childHub_;
 };

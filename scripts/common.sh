@@ -33,7 +33,7 @@ step() {
         step_result=0
     else
         step_result=$?
-        tail -n 60 "$step_log" >&2
+        grep -v '^\[[0-9]*/[0-9]*\] ' "$step_log" | tail -n 60 >&2 # without ninja's lines of progress
         echo "failed ($step_result): $*   (whole output: $log)" >&2
     fi
     { echo "\$ $*" && cat "$step_log"; } >>"$log"

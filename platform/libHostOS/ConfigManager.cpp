@@ -1,4 +1,4 @@
-#include "TreeWalk.h"
+#include "KnownNode.h"
 #include "libHostOS.h"
 #include "machine/Machine.h"
 

@@ -1,13 +1,12 @@
 #include "CatalogBuilder.h"
 
-#include "HubQueries.h"
-#include "libHostOS/TreeWalk.h"
 #include "machine/Machine.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <utility>
 
 namespace tkit5 {
@@ -66,11 +65,8 @@ bool runsAtHighSpeedOrAbove(usbtopo::CUsbPort const & port) {
 // Every host controller that is present, in the order of the tree.
 std::vector<NodeId> hostControllers(machine::DeviceTree const & tree) {
     std::vector<NodeId> found;
-    for (NodeId node = tree.root(); node != noNode; node = libHostOS::nextInPreOrder(tree, node)) {
-        if (tree[node].nodeClass == NodeClass::HostController && tree[node].present) {
-            found.push_back(node);
-        }
-    }
+    std::ranges::copy_if(tree.ofClass(NodeClass::HostController), std::back_inserter(found),
+                         [&tree](NodeId node) { return tree[node].present; });
     return found;
 }
 
@@ -154,7 +150,7 @@ void CatalogBuilder::addPorts(CatalogDevice & hub, usbtopo::CUsbHub const & bus)
 void CatalogBuilder::addOnPort(CatalogDevice & hub, usbtopo::CUsbHub const & bus, std::uint32_t number) {
     usbtopo::CUsbPort const & port = *bus.ports()[number - 1];
     kernel::USB_NODE_CONNECTION_INFORMATION_EX const & connection = port.connectionInformation();
-    NodeId const node = nodeOnPort(bus, port, number);
+    NodeId const node = nodeOnPort(port);
     bool const isHub = connection.DeviceIsHub != 0 || tree_[node].nodeClass == NodeClass::Hub;
 
     DeviceFacts facts;
@@ -174,9 +170,7 @@ void CatalogBuilder::addOnPort(CatalogDevice & hub, usbtopo::CUsbHub const & bus
         facts.set("DeviceVendorID", fmt::format("{:04X}", connection.DeviceDescriptor.idVendor).c_str());
     }
     takeNode(facts, node);
-    if (port.device()) {
-        facts.identifier = firstOf(facts.identifier, port.device()->getDriverKey());
-    }
+    facts.identifier = firstOf(facts.identifier, port.getDriverKey());
     if (port.childHub()) {
         facts.osName = firstOf(facts.osName, port.childHub()->name());
     }
@@ -260,12 +254,8 @@ void CatalogBuilder::addDisk(CatalogDevice & device, NodeId node) {
     device.below_.push_back(&add(std::move(facts)));
 }
 
-// The node of the device on a port. A hub without a device descriptor to show, as after a failed enumeration, still
-// knows the driver key.
-NodeId CatalogBuilder::nodeOnPort(usbtopo::CUsbHub const & bus, usbtopo::CUsbPort const & port,
-                                  std::uint32_t number) const {
-    nuv::String const driverKey =
-        port.device() ? port.device()->getDriverKey() : HubQueries(bus.name()).driverKey(number);
+NodeId CatalogBuilder::nodeOnPort(usbtopo::CUsbPort const & port) const {
+    nuv::String const & driverKey = port.getDriverKey();
     NodeId const node = driverKey.empty() ? noNode : tree_.findByDriverKey(driverKey.view());
     if (node != noNode || !port.device() || port.device()->getDeviceInstanceID().empty()) {
         return node;

@@ -43,8 +43,7 @@ private:
     void addDisks(CatalogDevice & device);
     void addDisk(CatalogDevice & device, machine::NodeId node);
 
-    machine::NodeId nodeOnPort(usbtopo::CUsbHub const & bus, usbtopo::CUsbPort const & port,
-                               std::uint32_t number) const;
+    machine::NodeId nodeOnPort(usbtopo::CUsbPort const & port) const;
     void takeNode(DeviceFacts & facts, machine::NodeId node);
     CatalogDevice & add(DeviceFacts facts);
 

@@ -13,6 +13,7 @@
 #include "host/Startup.h"
 #include "kernel/Runtime.h"
 #include "machine/TracingMachine.h"
+#include "nuv.h"
 #include "nuv/LogSink.h"
 
 #include <fmt/format.h>

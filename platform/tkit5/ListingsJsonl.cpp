@@ -68,8 +68,8 @@ void writePort(JsonlLines & lines, PortView const & port, HubView const & hub) {
         members["status"] = status.empty() ? Json(port.status) : Json(status);
         members["maximum"] = textOrNull(port.maximum);
         members["companion"] = nullptr;
-        if (port.companion) {
-            members["companion"] = {{"port", port.companion->port}, {"hub", port.companion->hubName.getUTF8String()}};
+        if (std::uint32_t const companion = port.onBus->getCompanionPortNumber(); companion != 0) {
+            members["companion"] = {{"port", companion}, {"hub", port.onBus->getCompanionHubName().getUTF8String()}};
         }
     }
     if (port.device != nullptr) {

@@ -80,7 +80,7 @@ std::unique_ptr<HubView> hubView(DeviceCatalog const & catalog, CatalogDevice co
                                  usbtopo::CUsbHub const * bus);
 
 PortView portView(DeviceCatalog const & catalog, std::uint32_t number,
-                  nuv::SharedResourceManager<usbtopo::CUsbPort> const & port, HubQueries const & hub) {
+                  nuv::SharedResourceManager<usbtopo::CUsbPort> const & port) {
     PortView view;
     view.number = number;
     if (!port) {
@@ -94,7 +94,7 @@ PortView portView(DeviceCatalog const & catalog, std::uint32_t number,
     view.speed = connection.Speed;
     view.version = view.speedIsKnown ? versionText(port->getUSBVersion()) : "";
     view.maximum = versionText(port->getMaxUSBVersion());
-    view.companion = hub.companion(number);
+    view.onBus = port.get();
     view.device = catalog.onPort(*port);
     if (view.status >= statuses.size()) {
         view.faults.push_back(fmt::format("unknown connection status {}", view.status));
@@ -120,10 +120,9 @@ std::unique_ptr<HubView> hubView(DeviceCatalog const & catalog, CatalogDevice co
         view->faults.emplace_back("this hub could not be read");
         return view;
     }
-    HubQueries const queries(bus->name());
     view->ports.reserve(bus->ports().size());
     for (std::size_t index = 0; index < bus->ports().size(); ++index) {
-        view->ports.push_back(portView(catalog, static_cast<std::uint32_t>(index + 1), bus->ports()[index], queries));
+        view->ports.push_back(portView(catalog, static_cast<std::uint32_t>(index + 1), bus->ports()[index]));
     }
     return view;
 }

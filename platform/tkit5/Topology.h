@@ -2,11 +2,9 @@
 #pragma once
 
 #include "DeviceCatalog.h"
-#include "HubQueries.h"
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,7 +20,7 @@ struct PortView {
     std::uint8_t speed = 0;    // of the device
     std::string version;       // at which the port runs, "" when unknown
     std::string maximum;       // of its connector, "" when unknown
-    std::optional<Companion> companion;
+    usbtopo::CUsbPort const * onBus = nullptr;
     CatalogDevice const * device = nullptr; // null on an empty port
     std::vector<std::string> faults;
     std::unique_ptr<HubView> hub;
@@ -44,8 +42,7 @@ struct ControllerView {
     std::unique_ptr<HubView> rootHub; // null when nothing is known of it
 };
 
-// Asks the hubs of the machine in use for the companions of their ports, beside what the catalogue holds. Valid as long
-// as the catalogue.
+// Valid as long as the catalogue.
 std::vector<ControllerView> readTopology(DeviceCatalog const & catalog);
 
 // "high" for the speed byte 2; empty for an unknown one.

@@ -34,13 +34,13 @@ std::string speedText(PortView const & port) {
                        port.version.empty() ? "" : fmt::format(" ({})", port.version));
 }
 
-std::string companionText(Companion const & companion, std::string const & ownHub) {
+std::string companionText(usbtopo::CUsbPort const & port, std::string const & ownHub) {
     nuv::String const own{ownHub};
     nuv::String const prefix = "\\\\?\\";
-    bool const elsewhere = !companion.hubName.empty() && !companion.hubName.equalNoCase(own) &&
-                           !(prefix + companion.hubName).equalNoCase(own);
-    return fmt::format(", companion port {}{}", companion.port,
-                       elsewhere ? fmt::format(" of {}", printable(companion.hubName.getUTF8String())) : "");
+    nuv::String const & hub = port.getCompanionHubName();
+    bool const elsewhere = !hub.empty() && !hub.equalNoCase(own) && !(prefix + hub).equalNoCase(own);
+    return fmt::format(", companion port {}{}", port.getCompanionPortNumber(),
+                       elsewhere ? fmt::format(" of {}", printable(hub.getUTF8String())) : "");
 }
 
 class TreePainter {
@@ -113,8 +113,8 @@ private:
         if (!port.maximum.empty()) {
             line += fmt::format(" on a {} port", port.maximum);
         }
-        if (port.companion) {
-            line += companionText(*port.companion, hub.device->facts().osName.getUTF8String());
+        if (port.onBus->getCompanionPortNumber() != 0) {
+            line += companionText(*port.onBus, hub.device->facts().osName.getUTF8String());
         }
         if (port.hub) {
             line += ", a hub" + portCount(*port.hub, " with ");

@@ -144,24 +144,25 @@ CUsbPort * TopologyReader::readPort(QueriedDevice const & device, std::uint32_t 
         }
     }
     if (auto companion = device.connector(number)) {
+        port->companionPort_ = companion->port;
+        port->companionHub_ = textOf(companion->hubName);
         abilities.companionPort = companion->port;
         abilities.companionHub = std::move(companion->hubName);
     }
     if (occupied) {
+        port->driverKey_ = textOf(device.driverKey(number).value_or(std::u16string()));
         port->currentVersion_ = versionOfSpeed(speed);
         abilities.superSpeedPlus = abilities.superSpeedPlus || speed == kernel::UsbSuperSpeedPlus;
     }
     if (connection->DeviceDescriptor.bLength != 0) {
-        port->device_ = nuv::SharedResourceManager<CUsbDevice>(readDevice(device, number));
+        port->device_ = nuv::SharedResourceManager<CUsbDevice>(readDevice(port->driverKey_));
     }
     return port.release();
 }
 
-CUsbDevice * TopologyReader::readDevice(QueriedDevice const & device, std::uint32_t number) {
+CUsbDevice * TopologyReader::readDevice(nuv::String const & driverKey) {
     auto found = std::make_unique<CUsbDevice>();
-    std::u16string const driverKey = device.driverKey(number).value_or(std::u16string());
-    machine::NodeId const node = nodes_.find(driverKey);
-    found->driverKey_ = textOf(driverKey);
+    machine::NodeId const node = nodes_.find(driverKey.view());
     found->displayName_ = displayName(nodes_[node]);
     found->deviceInstanceId_ = textOf(nodes_[node].instanceId);
     found->childHasProblem_ = nodes_.hasProblem(node);

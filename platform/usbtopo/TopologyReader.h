@@ -40,7 +40,7 @@ private:
                                     unsigned depthBelow);
     // Null when the port cannot be read. Adds to what is known of its abilities.
     CUsbPort * readPort(QueriedDevice const & device, std::uint32_t number, PortAbilities & abilities);
-    CUsbDevice * readDevice(QueriedDevice const & device, std::uint32_t number);
+    CUsbDevice * readDevice(nuv::String const & driverKey);
     void setMaximumVersions();
 
     machine::Machine const & machine_;

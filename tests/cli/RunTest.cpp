@@ -156,15 +156,25 @@ TEST_F(Run, TwoRunsPrintTheSameBytes) {
 }
 
 TEST_F(Run, StopBetweenDevicesLeavesOutTheRest) {
-    auto const result = jsonl("PortTest", threeDevices(R"("user": {"stopAtPoll": 2}, )"));
+    auto const result = jsonl("PortTest", threeDevices(R"("user": {"stopAtPoll": 3}, )"));
     EXPECT_EQ(calls().devices, (std::vector<std::string>{"USB\\A", "USB\\B"}));
     EXPECT_EQ(result.code, 8);
     EXPECT_EQ(linesOf(result, "runEnd").at(0)["stopped"], true);
 }
 
+TEST_F(Run, StopBeforeTheFirstDeviceLeavesOutAll) {
+    auto const result = jsonl("PortTest", threeDevices(R"("user": {"stopAtPoll": 1}, )"));
+    EXPECT_TRUE(calls().devices.empty());
+    EXPECT_EQ(result.code, 8);
+}
+
 TEST_F(Run, HostAsksForAStopOnStandardInput) {
     FakeConsole console;
-    console.type(R"({"type":"stop"})");
+    calls().behaviour = [&](DiagDevice const &) {
+        console.type(R"({"type":"stop"})");
+        return TestResult::PASS();
+    };
+    console.keepOpen();
     auto const result = jsonl("PortTest", threeDevices(), console);
     EXPECT_EQ(calls().devices, std::vector<std::string>{"USB\\A"});
     EXPECT_EQ(result.code, 8);
@@ -191,7 +201,7 @@ TEST_F(Run, StopAfterTheLastDeviceLeavesNothingOut) {
 
 TEST_F(Run, FaultFoundBeforeAStopStaysTheResult) {
     calls().behaviour = [](DiagDevice const &) { return TestResult::FAIL(); };
-    EXPECT_EQ(jsonl("PortTest", threeDevices(R"("user": {"stopAtPoll": 1}, )")).code, 1);
+    EXPECT_EQ(jsonl("PortTest", threeDevices(R"("user": {"stopAtPoll": 2}, )")).code, 1);
 }
 
 TEST_F(Run, LostOutputStopsTheRun) {

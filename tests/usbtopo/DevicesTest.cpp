@@ -19,7 +19,7 @@ protected:
 
 TEST_F(DevicesTest, TheNodeIsFoundByTheDriverKey) {
     describeDevice(R"(, "driverKey": "{36fc}\\0007")");
-    EXPECT_EQ(device().getDriverKey(), nuv::String("{36fc}\\0007"));
+    EXPECT_EQ(port(1).getDriverKey(), nuv::String("{36fc}\\0007"));
     EXPECT_EQ(device().getDeviceInstanceID(), nuv::String("USB\\D\\1"));
 }
 
