@@ -274,10 +274,12 @@ TEST_F(Run, PersonAtTheTerminalAnswers) {
 }
 
 TEST_F(Run, HostAnswersOnStandardInput) {
-    calls().behaviour = ask;
     FakeConsole host;
-    host.type(R"({"type":"answer","id":1,"answer":"ok"})");
     host.keepOpen();
+    calls().behaviour = [&](DiagDevice const & tested) {
+        host.type(R"({"type":"answer","id":1,"answer":"ok"})");
+        return ask(tested);
+    };
     EXPECT_EQ(jsonl("PortTest", pcFile(device(1, "A")), host).code, 0);
 }
 
