@@ -8,6 +8,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdlib>
+
 namespace {
 
 void wholeBus(benchmark::State & state) {
@@ -40,7 +42,17 @@ void deviceCatalogue(benchmark::State & state) {
                            benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
+// From the start of the process to its end, a shell's included.
+void startUp(benchmark::State & state) {
+    for (auto _ : state) {
+        if (std::system(NUVRUSB_PROGRAM " tests >/dev/null") != 0) { // NOLINT: a path of this build
+            state.SkipWithError("the program should list its tests");
+        }
+    }
+}
+
 } // namespace
 
+BENCHMARK(startUp)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(wholeBus)->Arg(100)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
 BENCHMARK(deviceCatalogue)->Arg(100)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);

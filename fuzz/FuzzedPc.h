@@ -72,7 +72,11 @@ public:
         machine::DeviceNode device;
         device.instanceId = u"USB\\FUZZED";
         device.driverKey = u"{k}\\1";
-        tree_.add(tree_.add(tree_.root(), controller), device);
+        machine::DeviceNode function;
+        function.instanceId = u"USB\\FUZZED\\0";
+        function.description = u"Function";
+        function.problem = 28;
+        tree_.add(tree_.add(tree_.add(tree_.root(), controller), device), function);
     }
 
     std::string name() const override { return "fuzzed"; }

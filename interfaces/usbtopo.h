@@ -25,7 +25,7 @@ public:
     } // the product's own name, else the OS's; or empty
     nuv::String const & getDeviceInstanceID() const {
         return deviceInstanceId_;
-    }                                                               // empty when the OS has no node for it
+    }                                                         // empty when the OS has no node for it
     bool ChildHasProblem() const { return childHasProblem_; } // its device node, or one below it, has a problem code
 
 private:
@@ -45,13 +45,12 @@ public:
     float getUSBVersion() const { return currentVersion_; }    // at which the port runs now; 0.0f when it is empty
     float getMaxUSBVersion() const { return maximumVersion_; } // of the port's connector, companion port included
 
-
     // The other port behind the same connector: its number, 0 when there is none, and the symbolic name of its hub.
     std::uint32_t getCompanionPortNumber() const { return companionPort_; }
     nuv::String const & getCompanionHubName() const { return companionHub_; }
 
     nuv::String const & getDriverKey() const { return driverKey_; } // of what is on the port; empty when unknown
-    nuv::SharedResourceManager<CUsbDevice> const & device() const { return device_; } // empty without a descriptor
+    nuv::SharedResourceManager<CUsbDevice> const & device() const { return device_; }  // empty without a descriptor
     nuv::SharedResourceManager<CUsbHub> const & childHub() const { return childHub_; } // empty when it cannot be read
 
     // The speed at which the device on the port runs; at most one is true, none on an empty port.

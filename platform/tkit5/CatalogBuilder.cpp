@@ -29,6 +29,13 @@ nuv::String firstOf(nuv::String first, nuv::String second) {
     return first.empty() ? second : first;
 }
 
+// By which a hub can be opened, of its symbolic name.
+nuv::String devicePath(nuv::String const & symbolicName) {
+    constexpr std::u16string_view prefix = u"\\\\?\\";
+    return symbolicName.empty() || symbolicName.view().starts_with(prefix) ? symbolicName
+                                                                           : nuv::String(prefix) + symbolicName;
+}
+
 bool isOnUsb(DeviceNode const & node) {
     return node.nodeClass == NodeClass::Hub || node.nodeClass == NodeClass::UsbDevice ||
            node.nodeClass == NodeClass::UsbComposite;
@@ -127,7 +134,7 @@ CatalogDevice * CatalogBuilder::addRootHub(usbtopo::CUsbController const * bus, 
     takeNode(facts, node);
     if (isOnBus) {
         facts.identifier = firstOf(facts.identifier, bus->rootHub().name());
-        facts.osName = firstOf(facts.osName, bus->rootHub().name());
+        facts.osName = firstOf(facts.osName, devicePath(bus->rootHub().name()));
     }
     facts.identifier = firstOf(facts.identifier, text("root hub " + facts.place));
     CatalogDevice & hub = add(std::move(facts));
@@ -172,7 +179,7 @@ void CatalogBuilder::addOnPort(CatalogDevice & hub, usbtopo::CUsbHub const & bus
     takeNode(facts, node);
     facts.identifier = firstOf(facts.identifier, port.getDriverKey());
     if (port.childHub()) {
-        facts.osName = firstOf(facts.osName, port.childHub()->name());
+        facts.osName = firstOf(facts.osName, devicePath(port.childHub()->name()));
     }
     facts.identifier = firstOf(facts.identifier, text(fmt::format("port {} of ", number)) + hub.facts().identifier);
 

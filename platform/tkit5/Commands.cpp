@@ -69,6 +69,7 @@ public:
         }
         std::optional<machine::TracingMachine> tracing;
         if (traceFile_) {
+            traceFile_->begin(); // the trace begins with the reading of the bus
             tracing.emplace(*pc_.machine, traceFile_->stream());
         }
         int const code = runOnMachine(tracing ? &*tracing : pc_.machine.get());
@@ -203,6 +204,7 @@ private:
         Reporter & reporter = isJsonl() ? static_cast<Reporter &>(jsonl) : text;
         std::optional<LogFileReporter> logged;
         if (logFile_) {
+            logFile_->begin();
             logged.emplace(reporter, logFile_->stream());
         }
         LogPriority const priority(options_.logLevel || !logFile_ ? options_.logLevel : everything);

@@ -15,7 +15,12 @@ std::filesystem::path pathOf(std::string const & utf8) {
 } // namespace
 
 OutputFile::OutputFile(std::string name)
-    : name_(std::move(name)), stream_(pathOf(name_), std::ios::binary | std::ios::trunc) {}
+    : name_(std::move(name)), stream_(pathOf(name_), std::ios::binary | std::ios::app) {}
+
+void OutputFile::begin() {
+    stream_.close();
+    stream_.open(pathOf(name_), std::ios::binary | std::ios::trunc);
+}
 
 bool OutputFile::close() {
     stream_.close();

@@ -8,7 +8,9 @@ namespace tkit5 {
 
 class OutputFile {
 public:
-    explicit OutputFile(std::string name); // UTF-8; created, or emptied if it exists
+    explicit OutputFile(std::string name); // UTF-8; created if it does not exist, else left as it is until begin()
+
+    void begin(); // empties it: what is written from here on is all that it holds
 
     bool isOpen() const { return stream_.is_open(); }
     std::string const & name() const { return name_; }

@@ -63,6 +63,13 @@ std::optional<std::string> nearestName(std::string_view name, std::span<std::str
             }
         }
     }
+    // The beginning of a name stands for it when no other begins so.
+    if (!nearest && !wanted.empty()) {
+        auto const begins = [&](std::string const & candidate) { return lowered(candidate).starts_with(wanted); };
+        if (std::ranges::count_if(candidates, begins) == 1) {
+            nearest = *std::ranges::find_if(candidates, begins);
+        }
+    }
     return nearest;
 }
 

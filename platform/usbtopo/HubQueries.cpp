@@ -51,7 +51,7 @@ nuv::CreateFileOpenArgs openArgs(std::u16string_view path) {
     nuv::CreateFileOpenArgs args;
     args.fileName = nuv::String(path);
     args.desiredAccess = kernel::GENERIC_WRITE;
-    args.shareMode = kernel::FILE_SHARE_WRITE;
+    args.shareMode = kernel::FILE_SHARE_READ | kernel::FILE_SHARE_WRITE; // whoever else has it open may keep it
     return args;
 }
 

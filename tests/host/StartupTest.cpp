@@ -81,7 +81,7 @@ TEST(Startup, MissingFileNamesTheBundledOnes) {
     EXPECT_EQ(errorOf("no-such-file.json"),
               "no-such-file.json: there is no such file, and no bundled PC of that name. The bundled ones are "
               "desktop-usb3-nested-hubs, desktop-disk-at-high-speed, findings, laptop-failed-enumeration, "
-              "laptop-ten-port-hub, single-board-card-reader.");
+              "laptop-ten-port-hub, single-board-card-reader, status-findings.");
 }
 
 TEST(Startup, FolderIsNoDescription) {

@@ -164,6 +164,7 @@ TEST_F(ConnectionSpeed, OvercurrentWarnsWithItsController) {
     EXPECT_EQ(host.events[0].severity, "warning");
     EXPECT_EQ(host.events[0].variables, (std::map<std::string, std::string>{{"ControllerName", controllerName}}));
     EXPECT_EQ(host.events[0].file, siteFile);
+    EXPECT_EQ(host.events[0].line, 1456);
 }
 
 TEST_F(ConnectionSpeed, TooLittlePowerWarnsWithItsController) {
@@ -173,6 +174,8 @@ TEST_F(ConnectionSpeed, TooLittlePowerWarnsWithItsController) {
     ASSERT_EQ(host.keys(), Keys{"NewDeviceNotEnoughPower"});
     EXPECT_EQ(host.events[0].severity, "warning");
     EXPECT_EQ(host.events[0].variables.at("ControllerName"), controllerName);
+    EXPECT_EQ(host.events[0].file, siteFile);
+    EXPECT_EQ(host.events[0].line, 1449);
 }
 
 TEST_F(ConnectionSpeed, SlowDeviceWithAPowerProblemYieldsBoth) {
@@ -325,6 +328,25 @@ TEST_F(ConnectionSpeed, LogTellsOfEveryDeviceInOrder) {
     for (std::string const & line : expected) {
         EXPECT_EQ(host.priorityOf.at(line), 1) << line;
     }
+}
+
+TEST_F(ConnectionSpeed, SitesOfScopesAreStable) {
+    HostView const host = runInMaxMode(pcWithPorts({port(1, "full", device("Mouse"))}), {"--log-level", "1"});
+    std::string const file = std::string(siteFile) + ":";
+    EXPECT_EQ(host.scopeSites, (std::map<std::string, std::string>{{"USBConnectionSpeedVerificationTest", file + "770"},
+                                                                   {"readDesiredVerificationSpeed", file + "596"},
+                                                                   {"getControllerOSLocator", file + "660"},
+                                                                   {"getRootHubName", file + "612"},
+                                                                   {"checkPortSpeed", file + "840"},
+                                                                   {"deviceOperationalStatus", file + "1436"},
+                                                                   {"verifyDesiredVerificationSpeed", file + "1464"}}));
+}
+
+TEST_F(ConnectionSpeed, PowerFaultBelowAHubIsReported) {
+    HostView const host = run(pcWithPorts(
+        {hubPort(1, hub("Outer", {with(port(2, "high", device("Lamp")), {{"status", "DeviceNotEnoughPower"}})}))}));
+    EXPECT_EQ(host.keys(), Keys{"NewDeviceNotEnoughPower"});
+    EXPECT_EQ(host.result, "WARN");
 }
 
 TEST_F(ConnectionSpeed, MoreSevereLogLevelsAreSilentHere) {

@@ -1,15 +1,18 @@
 #include "ModuleRun.h"
 
 #include "support/FakeConsole.h"
+#include "tkit5/ProtocolLines.h"
 #include "tkit5/Start.h"
 
 #include "Catalogue.h"
+#include "Keys.h"
 #include "tkit5.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <fstream>
+#include <set>
 #include <sstream>
 
 namespace test {
@@ -18,6 +21,37 @@ namespace {
 
 std::string asText(Json const & value) {
     return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+char const * severityOf(nuvrusb::KeyUse use) {
+    switch (use) {
+    case nuvrusb::KeyUse::Error:
+        return "error";
+    case nuvrusb::KeyUse::Warning:
+        return "warning";
+    case nuvrusb::KeyUse::Informative:
+        return "informative";
+    case nuvrusb::KeyUse::Text:
+    case nuvrusb::KeyUse::NeverRaisedEvent:
+    case nuvrusb::KeyUse::NeverShownText:
+        break;
+    }
+    return "never raised";
+}
+
+// Whatever is raised stands in the catalogue, with the one severity and the variables that it has there.
+void expectInCatalogue(RaisedEvent const & event) {
+    auto const entries = nuvrusb::keyCatalogue();
+    auto const entry =
+        std::ranges::find_if(entries, [&event](nuvrusb::CatalogueEntry const & one) { return one.key == event.key; });
+    ASSERT_NE(entry, entries.end()) << event.key;
+    EXPECT_EQ(event.severity, severityOf(entry->use)) << event.key;
+    std::set<std::string> const wanted(entry->variables.begin(), entry->variables.end());
+    std::set<std::string> set;
+    for (auto const & [name, value] : event.variables) {
+        set.insert(name);
+    }
+    EXPECT_EQ(set, wanted) << event.key;
 }
 
 HostView viewOf(std::string const & output) {
@@ -36,12 +70,14 @@ HostView viewOf(std::string const & output) {
             for (auto const & [name, value] : line["variables"].items()) {
                 event.variables[name] = asText(value);
             }
+            expectInCatalogue(event);
             view.events.push_back(event);
         } else if (type == "log") {
             view.log.push_back(line["text"]);
             view.priorityOf[line["text"]] = line["priority"];
         } else if (type == "trace") {
             view.trace.emplace_back(line["entered"].get<bool>(), line["function"]);
+            view.scopeSites[line["function"]] = line["file"].get<std::string>() + ":" + line["line"].dump();
         } else if (type == "result") {
             view.deviceResults.emplace_back(line["device"], line["result"]);
         } else if (type == "runEnd") {
@@ -73,6 +109,7 @@ HostView runOnFile(std::string const & test, std::string const & machineFile,
 
     FakeConsole console;
     int const exitCode = tkit5::runCommandLine(commandLine, console);
+    keepForSchemaCheck(console.output());
     HostView view = viewOf(console.output());
     view.exitCode = exitCode;
     view.errors = console.errors();

@@ -26,6 +26,7 @@ struct HostView {
     std::vector<std::string> log;                    // texts, of every priority asked for
     std::map<std::string, int> priorityOf;           // by log text
     std::vector<std::pair<bool, std::string>> trace; // entered (else left), operation
+    std::map<std::string, std::string> scopeSites;   // by operation: file:line
     std::string errors;                              // what went to the error stream
     std::string output;
 

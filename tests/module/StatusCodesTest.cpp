@@ -1,4 +1,5 @@
 // Judging one port and the device node below its device: status codes, events and their order.
+#include "AnsweringHub.h"
 #include "DeviceNodes.h"
 #include "DeviceStatus.h"
 #include "DirectCall.h"
@@ -67,7 +68,8 @@ struct Status {
 };
 
 std::vector<Status> const & faultyStatuses() {
-    static std::vector<Status> const table{{"DeviceFailedEnumeration", 7},
+    static std::vector<Status> const table{{"NoDeviceConnected", 5},
+                                           {"DeviceFailedEnumeration", 7},
                                            {"DeviceGeneralFailure", 8},
                                            {"DeviceCausedOvercurrent", 9},
                                            {"DeviceNotEnoughPower", 10},
@@ -150,6 +152,49 @@ TEST(DeviceStatus, SecondQueryThatFailsHasACodeOfItsOwn) {
         Verdict const verdict = check(withConnectionFault({{"after", 1}, {"error", error}}));
         EXPECT_EQ(verdict.code, 4) << error;
         EXPECT_EQ(verdict.events, Lines{"error DeviceIORequestFail 556"}) << error;
+    }
+}
+
+TEST(DeviceStatus, SecondQueryWithAnotherStatusIsOnlyLogged) {
+    DirectCall call(pcWithPorts(Json::array()), 1);
+    Answers answers;
+    answers.connection(1).connection(9);
+    fuzz::FuzzedHub const hub = answers.open();
+    EXPECT_EQ(nuvrusb::CheckDeviceStatus(hub.get(), 1), 0);
+    EXPECT_EQ(call.reporter.lines,
+              (Lines{"log1 561 Bad connection status: 9", "log1 568 No child device description found"}));
+}
+
+TEST(DeviceStatus, EveryCodeHasItsResultAndEvent) {
+    struct Row {
+        std::int32_t code;
+        char const * result;
+        Lines lines;
+    };
+    Lines const unknown{"log3 1041 Unknown status"};
+    std::vector<Row> const rows{{-1, "INTERNALERROR", unknown},
+                                {0, "PASS", {}},
+                                {1, "CANNOTRUN", {}},
+                                {2, "CANNOTRUN", {}},
+                                {3, "MISCONFIGURED", {}},
+                                {4, "INTERNALERROR", {}},
+                                {5, "NODEVICE", {}},
+                                {6, "INTERNALERROR", unknown},
+                                {7, "CANNOTRUN", {"warning DeviceFailedEnumeration 1005"}},
+                                {8, "CANNOTRUN", {"warning DeviceGeneralFailure 1010"}},
+                                {9, "WARN", {"warning DeviceCausedOvercurrent 1015"}},
+                                {10, "CANNOTRUN", {"warning DeviceNotEnoughPower 1020"}},
+                                {11, "INTERNALERROR", unknown},
+                                {12, "INTERNALERROR", unknown},
+                                {13, "INTERNALERROR", unknown},
+                                {14, "CANNOTRUN", {"warning DeviceEnumerating 1025"}},
+                                {15, "CANNOTRUN", {"warning DeviceResetting 1030"}},
+                                {16, "INTERNALERROR", unknown},
+                                {2147483647, "INTERNALERROR", unknown}};
+    for (Row const & row : rows) {
+        DirectCall call(pcWithPorts(Json::array()), 3);
+        EXPECT_STREQ(tkit5::resultName(nuvrusb::resultOfStatusCode(row.code)), row.result) << row.code;
+        EXPECT_EQ(call.reporter.lines, row.lines) << row.code;
     }
 }
 
@@ -295,6 +340,26 @@ TEST(ChildStatus, WithoutADriverKeyLeavesTheOutputsAlone) {
     std::uint8_t disabled = 9;
     EXPECT_EQ(nuvrusb::GetStatusProblemOfChild(hub.get(), 1, problem, disabled), 0);
     EXPECT_EQ(problem, 4711U);
+    EXPECT_EQ(disabled, 9);
+}
+
+TEST(ChildStatus, DisabledChildLeavesTheProblemCodeAlone) {
+    DirectCall call(pcWithPorts({port(1, "high", deviceWithChild({{"disabled", true}}))}));
+    nuv::FileHandleResManager const hub = call.openRootHub();
+    std::uint32_t problem = 4711;
+    std::uint8_t disabled = 0;
+    EXPECT_EQ(nuvrusb::GetStatusProblemOfChild(hub.get(), 1, problem, disabled), 1);
+    EXPECT_EQ(problem, 4711U);
+    EXPECT_EQ(disabled, 1);
+}
+
+TEST(ChildStatus, ProblemCodeIsWrittenAndTheFlagLeftAlone) {
+    DirectCall call(pcWithPorts({port(1, "high", deviceWithChild({{"problemCode", 43}}))}));
+    nuv::FileHandleResManager const hub = call.openRootHub();
+    std::uint32_t problem = 0;
+    std::uint8_t disabled = 9;
+    EXPECT_EQ(nuvrusb::GetStatusProblemOfChild(hub.get(), 1, problem, disabled), 1);
+    EXPECT_EQ(problem, 43U);
     EXPECT_EQ(disabled, 9);
 }
 

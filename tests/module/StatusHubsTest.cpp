@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace test {
@@ -135,6 +136,41 @@ TEST(HubPower, ChildHubThatCannotBeOpenedIsPassedOver) {
     Json const closed = with(hub("Child", {lamp(1, "DeviceNotEnoughPower")}), {{"openError", 5}});
     EXPECT_EQ(checkHub({hubPort(1, closed), lamp(2, "DeviceCausedOvercurrent")}).lines,
               Lines{"warning DeviceCausedOvercurrent 1111"});
+}
+
+TEST(HubPower, NameLengthsAreBelievedOnlyAsFarAsTheyCanBe) {
+    for (auto const & [length, result] : std::vector<std::pair<int, char const *>>{
+             {1, "PASS"}, {8, "PASS"}, {9, "PASS"}, {12, "PASS"}, {13, "PASS"}, {60000, "WARN"}}) {
+        Json description = pcWithPorts({hubPort(1, hub("Tested", {lamp(1, "DeviceNotEnoughPower")}))});
+        description["controllers"][0]["rootHub"]["faults"] =
+            Json::array({{{"query", "hubName"}, {"reportedLength", length}}});
+        EXPECT_EQ(checkHubOnPort(description, 1).result, result) << length;
+    }
+}
+
+TEST(HubPower, PortThatCannotBeReadIsPassedOver) {
+    Json tested = hub("Tested", {lamp(1, "DeviceNotEnoughPower"), lamp(2, "DeviceCausedOvercurrent")});
+    tested["faults"] = Json::array({{{"query", "connection"}, {"port", 1}, {"error", 31}}});
+    EXPECT_EQ(checkHubOnPort(pcWithPorts({hubPort(1, tested)}), 1).lines,
+              Lines{"warning DeviceCausedOvercurrent 1111"});
+    Json child = hub("Child", {lamp(1, "DeviceNotEnoughPower"), lamp(2, "DeviceCausedOvercurrent")});
+    child["faults"] = Json::array({{{"query", "connection"}, {"port", 1}, {"error", 31}}});
+    EXPECT_EQ(checkHub({hubPort(1, child)}).lines, Lines{"warning DeviceCausedOvercurrent 1127"});
+}
+
+TEST(HubPower, FirstFaultyPortOfAChildHubDecides) {
+    EXPECT_EQ(
+        checkHub({hubPort(1, hub("Child", {lamp(1, "DeviceCausedOvercurrent"), lamp(2, "DeviceNotEnoughPower")}))})
+            .lines,
+        Lines{"warning DeviceCausedOvercurrent 1127"});
+}
+
+TEST(HubPower, OperationsTraceTheirScopes) {
+    DirectCall call(pcWithPorts({hubPort(1, hub("Tested", Json::array()))}), 1);
+    nuv::FileHandleResManager const parent = call.openRootHub();
+    nuvrusb::getPowerConsumptionStatus(parent.get(), 1);
+    EXPECT_EQ(call.reporter.scopes, (Lines{"+getPowerConsumptionStatus:1096", "+getHubDeviceName:1049",
+                                           "-getHubDeviceName:1049", "-getPowerConsumptionStatus:1096"}));
 }
 
 TEST(HubPower, NameWithoutATerminatorIsReadWithinItsRecord) {

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -166,9 +167,78 @@ TEST_F(StatusTestChecks, HubUnderTestIsJudgedByItsPortsNotByItsOwn) {
     EXPECT_TRUE(lines.empty());
 }
 
-TEST_F(StatusTestChecks, NothingStaysOpen) {
+TEST_F(StatusTestChecks, NothingStaysOpenOnAnyWayOut) {
     run();
     EXPECT_EQ(kernel::openHandleCount(), 0U);
+    run(pcWithPorts({emptyPort(1)}));
+    EXPECT_EQ(kernel::openHandleCount(), 0U);
+    run(pcWithPorts({with(port(1, "high", test::device("Stick")), {{"status", 99}})}));
+    EXPECT_EQ(kernel::openHandleCount(), 0U);
+    device.capabilities = tkit5::DeviceCapability::USB() | tkit5::DeviceCapability::HUB();
+    run(pcWithPorts({hubPort(1, hub("Tested", Json::array()))}));
+    EXPECT_EQ(kernel::openHandleCount(), 0U);
+}
+
+// The whole of it: what the port says, whether it is configured, what is below the device.
+TEST_F(StatusTestChecks, EveryStateOfPortAndChildHasItsEventsAndResult) {
+    struct PortState {
+        Json status;
+        char const * result;
+        Lines lines; // all but those of the child
+    };
+    struct ChildState {
+        char const * name;
+        Json members;
+        char const * result;
+        Lines lines;
+    };
+    std::string const no = "warning DeviceNotConnected 537";
+    std::vector<PortState> const ports{
+        {"NoDeviceConnected", "NODEVICE", {no}},
+        {"DeviceFailedEnumeration", "CANNOTRUN", {no, "warning DeviceFailedEnumeration 1005"}},
+        {"DeviceGeneralFailure", "CANNOTRUN", {no, "warning DeviceGeneralFailure 1010"}},
+        {"DeviceCausedOvercurrent", "WARN", {no, "warning DeviceCausedOvercurrent 1015"}},
+        {"DeviceNotEnoughPower", "CANNOTRUN", {no, "warning DeviceNotEnoughPower 1020"}},
+        {"DeviceNotEnoughBandwidth", "INTERNALERROR", {no}},
+        {"DeviceHubNestedTooDeeply", "INTERNALERROR", {no}},
+        {"DeviceInLegacyHub", "INTERNALERROR", {no}},
+        {"DeviceEnumerating", "CANNOTRUN", {no, "warning DeviceEnumerating 1025"}},
+        {"DeviceReset", "CANNOTRUN", {no, "warning DeviceResetting 1030"}},
+        {11, "INTERNALERROR", {no}},
+        {4294967291U, "INTERNALERROR", {no}}};
+    auto const child = [](Json members) {
+        Json node = {{"instanceId", "C"}};
+        node.update(members);
+        return Json{{"nodes", Json::array({node})}};
+    };
+    Json keyless = child({{"problemCode", 10}});
+    keyless["driverKey"] = "";
+    std::vector<ChildState> const children{
+        {"healthy", child(Json::object()), "PASS", {}},
+        {"disabled", child({{"disabled", true}}), "CANNOTRUN", {"warning ChildDeviceIsDisabled 579"}},
+        {"problem", child({{"problemCode", 10}}), "MISCONFIGURED", {"error ChildDeviceHasConfigManagerProblem 585"}},
+        {"disabled, with the problem code of that",
+         child({{"problemCode", 22}}),
+         "CANNOTRUN",
+         {"warning ChildDeviceIsDisabled 579"}},
+        {"missing", Json::object(), "PASS", {}},
+        {"without a driver key", keyless, "PASS", {}}};
+    for (ChildState const & state : children) {
+        for (int const configuration : {0, 1}) {
+            Json stick = test::device("Stick");
+            stick.update(state.members);
+            stick["configuration"] = configuration;
+            bool const configured = configuration != 0;
+            EXPECT_EQ(run(pcWithPorts({port(1, "high", stick)})), configured ? state.result : "MISCONFIGURED")
+                << state.name;
+            EXPECT_EQ(lines, configured ? state.lines : Lines{"warning DeviceConfigurationError 532"}) << state.name;
+            for (PortState const & row : ports) {
+                EXPECT_EQ(run(pcWithPorts({with(port(1, "high", stick), {{"status", row.status}})})), row.result)
+                    << row.status << " " << state.name;
+                EXPECT_EQ(lines, row.lines) << row.status << " " << state.name;
+            }
+        }
+    }
 }
 
 struct Mapping {
@@ -297,6 +367,25 @@ TEST(StatusTestRun, HubWithAFaultyPortWarnsAndTheDeviceOnItToo) {
                                                                        {{"status", "DeviceCausedOvercurrent"}})}))}));
     EXPECT_EQ(host.result, "WARN");
     EXPECT_EQ(host.keys(), (Lines{"DeviceCausedOvercurrent", "DeviceNotConnected", "DeviceCausedOvercurrent"}));
+}
+
+TEST(StatusTestRun, FindingsPcShowsEveryFindingThatAPortCanHave) {
+    HostView const host = runTestOnBundled(statusTest, "status-findings.json");
+    std::vector<std::string> const raised = host.keys();
+    EXPECT_EQ(std::set<std::string>(raised.begin(), raised.end()),
+              (std::set<std::string>{"DeviceNotConnected", "DeviceFailedEnumeration", "DeviceGeneralFailure",
+                                     "DeviceCausedOvercurrent", "DeviceNotEnoughPower", "DeviceEnumerating",
+                                     "DeviceResetting", "DeviceConfigurationError", "ChildDeviceIsDisabled",
+                                     "ChildDeviceHasConfigManagerProblem", "DeviceIORequestFail"}));
+    std::set<std::string> results;
+    for (auto const & [identifier, result] : host.deviceResults) {
+        results.insert(result);
+    }
+    EXPECT_EQ(results,
+              (std::set<std::string>{"PASS", "WARN", "CANNOTRUN", "MISCONFIGURED", "NODEVICE", "INTERNALERROR"}));
+    for (RaisedEvent const & event : host.events) {
+        EXPECT_EQ(event.file, "modules/src/windows/diag/nuvrusb/nuvrusb.cpp") << event.key;
+    }
 }
 
 TEST(StatusTestRun, RealDesktopsDevicesAllPass) {

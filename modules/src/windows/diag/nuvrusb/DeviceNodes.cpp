@@ -72,8 +72,9 @@ nuv::String GetDriverKeyName(kernel::HANDLE hub, std::uint32_t port) {
 
     Record header{};
     header.ConnectionIndex = port;
+    std::uint32_t returned = 0;
     if (!kernel::DeviceIoControl(hub, kernel::IOCTL_USB_GET_NODE_CONNECTION_DRIVERKEY_NAME, &header, sizeof header,
-                                 &header, sizeof header, nullptr, nullptr)) {
+                                 &header, sizeof header, &returned, nullptr)) {
         return {};
     }
     std::uint32_t const actualLength = header.ActualLength;
@@ -83,7 +84,6 @@ nuv::String GetDriverKeyName(kernel::HANDLE hub, std::uint32_t port) {
 
     std::vector<std::byte> buffer(actualLength + nameOffset);
     std::memcpy(buffer.data(), &port, sizeof port);
-    std::uint32_t returned = 0;
     if (!kernel::DeviceIoControl(hub, kernel::IOCTL_USB_GET_NODE_CONNECTION_DRIVERKEY_NAME, buffer.data(), actualLength,
                                  buffer.data(), actualLength, &returned, nullptr)) {
         return {};

@@ -25,8 +25,9 @@ bool queryConnection(kernel::HANDLE hub, std::uint32_t port, ConnectionBuffer & 
                      kernel::USB_NODE_CONNECTION_INFORMATION_EX & connection) {
     std::memcpy(buffer.data(), &port, sizeof port);
     auto const size = static_cast<std::uint32_t>(buffer.size());
+    std::uint32_t returned = 0;
     if (!kernel::DeviceIoControl(hub, kernel::IOCTL_USB_GET_NODE_CONNECTION_INFORMATION_EX, buffer.data(), size,
-                                 buffer.data(), size, nullptr, nullptr)) {
+                                 buffer.data(), size, &returned, nullptr)) {
         return false;
     }
     std::memcpy(&connection, buffer.data(), sizeof connection);

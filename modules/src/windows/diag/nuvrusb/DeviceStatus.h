@@ -28,6 +28,9 @@ inline constexpr std::int32_t unknown = -1; // a connection status that no code 
 // Judges the device on a hub's port (1-based) and raises what it finds.
 std::int32_t CheckDeviceStatus(kernel::HANDLE hub, std::uint32_t port);
 
+// The verdict on a device with that status code; raises what the code alone tells.
+tkit5::TestResult resultOfStatusCode(std::int32_t code);
+
 // Judges the hub on a parent hub's port by its own ports and those of the hubs directly on it: WARN for the first one
 // without enough power or in overcurrent. PASS too when the hub's name cannot be learned.
 tkit5::TestResult getPowerConsumptionStatus(kernel::HANDLE parentHub, std::uint32_t port);

@@ -29,8 +29,9 @@ nuv::String getHubDeviceName(kernel::HANDLE parentHub, std::uint32_t port) {
 
     Record header{};
     header.ConnectionIndex = port;
+    std::uint32_t returned = 0;
     if (!kernel::DeviceIoControl(parentHub, kernel::IOCTL_USB_GET_NODE_CONNECTION_NAME, &header, sizeof header, &header,
-                                 sizeof header, nullptr, nullptr)) {
+                                 sizeof header, &returned, nullptr)) {
         return {};
     }
     std::uint32_t const actualLength = header.ActualLength;
@@ -42,7 +43,6 @@ nuv::String getHubDeviceName(kernel::HANDLE parentHub, std::uint32_t port) {
         return {};
     }
     std::memcpy(record.get(), &port, sizeof port);
-    std::uint32_t returned = 0;
     if (!kernel::DeviceIoControl(parentHub, kernel::IOCTL_USB_GET_NODE_CONNECTION_NAME, record.get(), actualLength,
                                  record.get(), actualLength, &returned, nullptr)) {
         return {};

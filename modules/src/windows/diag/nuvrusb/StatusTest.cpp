@@ -44,6 +44,17 @@ bool isChildOfHub(DiagDevice const & device, DiagDevice const & parentHub) {
     });
 }
 
+nuv::FileHandleResManager openHub(nuv::String const & name) {
+    nuv::CreateFileOpenArgs args;
+    args.fileName = name;
+    args.desiredAccess = kernel::GENERIC_READ | kernel::GENERIC_WRITE;
+    args.shareMode = kernel::FILE_SHARE_READ | kernel::FILE_SHARE_WRITE;
+    args.creationDisposition = kernel::OPEN_EXISTING;
+    return nuv::FileHandleResManager(args);
+}
+
+} // namespace
+
 TestResult resultOfStatusCode(std::int32_t code) {
     switch (code) {
     case status_code::healthy:
@@ -80,17 +91,6 @@ TestResult resultOfStatusCode(std::int32_t code) {
         return TestResult::INTERNALERROR();
     }
 }
-
-nuv::FileHandleResManager openHub(nuv::String const & name) {
-    nuv::CreateFileOpenArgs args;
-    args.fileName = name;
-    args.desiredAccess = kernel::GENERIC_READ | kernel::GENERIC_WRITE;
-    args.shareMode = kernel::FILE_SHARE_READ | kernel::FILE_SHARE_WRITE;
-    args.creationDisposition = kernel::OPEN_EXISTING;
-    return nuv::FileHandleResManager(args);
-}
-
-} // namespace
 
 TestResult StatusTest(DiagDevice const & device) {
     TraceScope const trace(nuvrusbUnit, "StatusTest", 893);
