@@ -118,7 +118,10 @@ private:
 class SimulatedMachine final : public Machine {
 public:
     explicit SimulatedMachine(Description description)
-        : name_(std::move(description.name)), bus_(buildBus(std::move(description))) {}
+        : name_(std::move(description.name)), bus_(buildBus(std::move(description))),
+          anyPortDoesSuperSpeedPlus_(std::ranges::any_of(bus_.hubs, [](HubState const & hub) {
+              return std::ranges::any_of(hub.ports, &PortState::superSpeedPlus);
+          })) {}
 
     std::string name() const override { return name_; }
 
@@ -147,6 +150,9 @@ public:
     Clock & clock() override { return clock_; }
 
     bool portDoesSuperSpeedPlus(std::u16string_view hubPath, std::uint32_t port) const override {
+        if (!anyPortDoesSuperSpeedPlus_) {
+            return false; // asked for every port of the bus: most PCs need no look-up at all
+        }
         auto const found = bus_.byPath.find(pathKey(hubPath));
         if (found == bus_.byPath.end() || bus_.openables[found->second].kind != Openable::Kind::Hub) {
             return false;
@@ -158,6 +164,7 @@ public:
 private:
     std::string const name_;
     Bus bus_;
+    bool const anyPortDoesSuperSpeedPlus_;
     VirtualClock clock_;
 };
 
