@@ -10,9 +10,20 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
+
+namespace fuzz {
+
+// For the names of tests.
+void PrintTo(Target const & target, std::ostream * stream);
+void PrintTo(Target const & target, std::ostream * stream) {
+    *stream << target.name;
+}
+
+} // namespace fuzz
 
 namespace {
 

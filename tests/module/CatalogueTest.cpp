@@ -16,6 +16,7 @@
 namespace test {
 namespace {
 
+using nuvrusb::KeyUse;
 using tkit5::DataType;
 using tkit5::DeviceCapability;
 using tkit5::Registry;
@@ -165,6 +166,92 @@ TEST(Catalogue, RegistersAllSixtyFourKeysBeforeMain) {
     for (nuvrusb::CatalogueEntry const & entry : nuvrusb::keyCatalogue()) {
         EXPECT_EQ(registered.count(entry.key), 1U) << entry.key;
     }
+}
+
+TEST(Catalogue, EveryKeyHasItsUseAndVariables) {
+    struct Row {
+        char const * key;
+        KeyUse use;
+        std::vector<std::string> variables;
+    };
+    std::vector<Row> const rows{
+        {"READ_PERFORMANCE_NOT_OPTIMAL", KeyUse::Error, {"performanceSpeed", "ThresholdSpeed"}},
+        {"WRITE_PERFORMANCE_NOT_OPTIMAL", KeyUse::Error, {"performanceSpeed", "ThresholdSpeed"}},
+        {"DEVICE_SPEED_NOT_CONFIGURED", KeyUse::Warning, {"DeviceName"}},
+        {"DEVICE_NOT_INITIALIZED", KeyUse::Warning, {}},
+        {"CANNOT_GET_SECTOR_SIZE", KeyUse::Warning, {}},
+        {"CANNOT_GET_TOTAL_SECTORS", KeyUse::Warning, {}},
+        {"CANNOT_OPEN_ACCESS_DENIED", KeyUse::Warning, {}},
+        {"MAX_ERROR_REACHED", KeyUse::Error, {"MaxError"}},
+        {"DEVICE_IS_BUSY", KeyUse::Warning, {}},
+        {"INVALID_HW_LOCATOR", KeyUse::Warning, {}},
+        {"INVALID_PARAMETER_RANGE", KeyUse::Warning, {"minRange", "maxRange"}},
+        {"FAILED_BACKUP", KeyUse::Warning, {}},
+        {"CANNOT_RESTORE_DATA", KeyUse::Warning, {"TestSector", "EndSector"}},
+        {"READ_SECTOR_ERROR", KeyUse::Warning, {"ReadSector"}},
+        {"WRITE_SECTOR_ERROR", KeyUse::Warning, {"WriteSector"}},
+        {"PEAK_READ_PERFORMANCE", KeyUse::Informative, {"PeakReadPerformance"}},
+        {"PEAK_WRITE_PERFORMANCE", KeyUse::Informative, {"PeakWritePerformance"}},
+        {"AVERAGE_READ_PERFORMANCE", KeyUse::Informative, {"AverageReadPerformance"}},
+        {"AVERAGE_WRITE_PERFORMANCE", KeyUse::Informative, {"AverageWritePerformance"}},
+        {"MEDIA_SIZE_TOO_SMALL", KeyUse::Warning, {"mediaSize"}},
+        {"NO_MEDIA_PRESENT", KeyUse::Warning, {}},
+        {"BIT_LOCKER_DRIVE_ENCRYPTION_ERROR", KeyUse::Warning, {}},
+        {"PARAMETER_VALUE_INVALID", KeyUse::Warning, {"parameterName", "currentValue", "startRange", "endRange"}},
+        {"LARGE_CHUNKS_OF_DATA_READ_FAILED", KeyUse::Warning, {}},
+        {"EncryptedDriveDetected", KeyUse::Warning, {}},
+        {"InvalidDeviceHandle", KeyUse::Warning, {}},
+        {"TESTING_COULD_NOT_BE_PERFORMED", KeyUse::Warning, {}},
+        {"OPERATIONS_TURNED_OFF", KeyUse::Warning, {}},
+        {"harddrivePasswordProtected", KeyUse::Warning, {}},
+        {"OPERATION_READ", KeyUse::NeverShownText, {}},
+        {"OPERATION_WRITE", KeyUse::NeverShownText, {}},
+        {"CURRENT_READ_PERFORMANCE", KeyUse::Text, {"CurrentReadPerformance"}},
+        {"CURRENT_WRITE_PERFORMANCE", KeyUse::Text, {"CurrentWritePerformance"}},
+        {"PERFORMANCE_READ_PROGRESS", KeyUse::Text, {}},
+        {"PERFORMANCE_WRITE_PROGRESS", KeyUse::Text, {}},
+        {"MEDIA_REQUIRED_TITLE", KeyUse::Text, {}},
+        {"MEDIA_REQUIRED_SIMPLE", KeyUse::Text, {"MediaName"}},
+        {"MEDIA_TYPE_FLASH_MEMORY_CARD", KeyUse::Text, {}},
+        {"DATA_WILL_BE_LOST_TITLE", KeyUse::Text, {}},
+        {"DATA_WILL_BE_LOST_MESSAGE", KeyUse::Text, {"mediaName"}},
+        {"FAILED_BACKUP_TITLE", KeyUse::Text, {}},
+        {"FAILED_BACKUP_MESSAGE", KeyUse::Text, {"mediaName"}},
+        {"CAPABLE_OF_RUNNING_AT_HIGHER_SPEED",
+         KeyUse::Error,
+         {"DeviceName", "ControllerName", "OperatingSpeed", "HigherSpeed"}},
+        {"NewDeviceNotEnoughPower", KeyUse::Warning, {"ControllerName"}},
+        {"NewDeviceCausedOvercurrent", KeyUse::Warning, {"ControllerName"}},
+        {"UNEXPECTED_SPEED_DETECTED", KeyUse::NeverRaisedEvent, {}},
+        {"NO_DEVICE_CONNECTED", KeyUse::NeverRaisedEvent, {}},
+        {"UNKNOWN_SPEED", KeyUse::Text, {}},
+        {"UnknownDevice", KeyUse::Text, {}},
+        {"DeviceNotConnected", KeyUse::Warning, {}},
+        {"DeviceIsDisabled", KeyUse::NeverRaisedEvent, {}},
+        {"ChildDeviceIsDisabled", KeyUse::Warning, {}},
+        {"ChildDeviceHasConfigManagerProblem", KeyUse::Error, {}},
+        {"CannotGetDeviceProperty", KeyUse::Warning, {}},
+        {"InvalidDeviceGuid", KeyUse::Warning, {}},
+        {"InvalidDeviceName", KeyUse::Warning, {}},
+        {"DeviceIORequestFail", KeyUse::Error, {}},
+        {"DeviceFailedEnumeration", KeyUse::Warning, {}},
+        {"DeviceGeneralFailure", KeyUse::Warning, {}},
+        {"DeviceCausedOvercurrent", KeyUse::Warning, {}},
+        {"DeviceNotEnoughPower", KeyUse::Warning, {}},
+        {"DeviceEnumerating", KeyUse::Warning, {}},
+        {"DeviceResetting", KeyUse::Warning, {}},
+        {"DeviceConfigurationError", KeyUse::Warning, {}},
+    };
+    std::vector<std::string> inCatalogue;
+    for (nuvrusb::CatalogueEntry const & entry : nuvrusb::keyCatalogue()) {
+        inCatalogue.emplace_back(entry.key);
+        auto const row = std::ranges::find(rows, std::string(entry.key), &Row::key);
+        ASSERT_NE(row, rows.end()) << entry.key;
+        EXPECT_EQ(entry.use, row->use) << entry.key;
+        EXPECT_EQ(std::vector<std::string>(entry.variables.begin(), entry.variables.end()), row->variables)
+            << entry.key;
+    }
+    EXPECT_EQ(inCatalogue.size(), rows.size());
 }
 
 TEST(Catalogue, KeepsTheFiveKeysThatNobodyRaises) {

@@ -241,36 +241,6 @@ TEST_F(StatusTestChecks, EveryStateOfPortAndChildHasItsEventsAndResult) {
     }
 }
 
-struct Mapping {
-    Json status;
-    char const * result;
-    Lines lines;
-};
-
-TEST_F(StatusTestChecks, EveryConnectionStatusHasItsResult) {
-    std::string const notConnected = "warning DeviceNotConnected 537";
-    std::vector<Mapping> const table{
-        {"DeviceConnected", "PASS", {}},
-        {"DeviceFailedEnumeration", "CANNOTRUN", {notConnected, "warning DeviceFailedEnumeration 1005"}},
-        {"DeviceGeneralFailure", "CANNOTRUN", {notConnected, "warning DeviceGeneralFailure 1010"}},
-        {"DeviceCausedOvercurrent", "WARN", {notConnected, "warning DeviceCausedOvercurrent 1015"}},
-        {"DeviceNotEnoughPower", "CANNOTRUN", {notConnected, "warning DeviceNotEnoughPower 1020"}},
-        {"DeviceNotEnoughBandwidth", "INTERNALERROR", {notConnected}},
-        {"DeviceHubNestedTooDeeply", "INTERNALERROR", {notConnected}},
-        {"DeviceInLegacyHub", "INTERNALERROR", {notConnected}},
-        {"DeviceEnumerating", "CANNOTRUN", {notConnected, "warning DeviceEnumerating 1025"}},
-        {"DeviceReset", "CANNOTRUN", {notConnected, "warning DeviceResetting 1030"}},
-        {11, "INTERNALERROR", {notConnected}},
-        {4294967291U, "INTERNALERROR", {notConnected}}};
-    for (Mapping const & row : table) {
-        Json const stick = with(port(1, "high", test::device("Stick")), {{"status", row.status}});
-        EXPECT_EQ(run(pcWithPorts({stick})), row.result) << row.status;
-        EXPECT_EQ(lines, row.lines) << row.status;
-    }
-    EXPECT_EQ(run(pcWithPorts({emptyPort(1)})), "NODEVICE");
-    EXPECT_EQ(lines, Lines{notConnected});
-}
-
 TEST_F(StatusTestChecks, UnknownStatusIsLogged) {
     run(pcWithPorts({with(port(1, "high", test::device("Stick")), {{"status", "DeviceNotEnoughBandwidth"}})}), 3);
     EXPECT_EQ(lines, (Lines{"log3 536 Device connection failure; status 6", "warning DeviceNotConnected 537",
