@@ -9,6 +9,10 @@ void beginRun() {
     SilentHubs::instance().clear();
 }
 
+std::vector<std::u16string> silentHubs() {
+    return SilentHubs::instance().names();
+}
+
 std::size_t openHandleCount() {
     return HandleTable::instance().size();
 }

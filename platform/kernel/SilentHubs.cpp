@@ -1,5 +1,7 @@
 #include "SilentHubs.h"
 
+#include <algorithm>
+
 namespace kernel {
 
 SilentHubs & SilentHubs::instance() {
@@ -19,6 +21,13 @@ void SilentHubs::add(std::u16string const & key) {
     std::lock_guard const guard(lock_);
     keys_.insert(key);
     any_ = true;
+}
+
+std::vector<std::u16string> SilentHubs::names() const {
+    std::lock_guard const guard(lock_);
+    std::vector<std::u16string> sorted(keys_.begin(), keys_.end());
+    std::ranges::sort(sorted);
+    return sorted;
 }
 
 void SilentHubs::clear() {

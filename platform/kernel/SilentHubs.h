@@ -5,6 +5,7 @@
 #include <mutex>
 #include <string>
 #include <unordered_set>
+#include <vector>
 
 namespace kernel {
 
@@ -15,6 +16,7 @@ public:
     bool contains(std::u16string const & key) const;
     void add(std::u16string const & key);
     void clear();
+    std::vector<std::u16string> names() const; // sorted
 
 private:
     std::atomic<bool> any_ = false; // on a healthy PC no query takes the lock

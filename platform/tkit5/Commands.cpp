@@ -12,6 +12,7 @@
 #include "TextReporter.h"
 #include "host/Startup.h"
 #include "kernel/Runtime.h"
+#include "machine/Text.h"
 #include "machine/TracingMachine.h"
 #include "nuv.h"
 #include "nuv/LogSink.h"
@@ -74,6 +75,9 @@ public:
         }
         int const code = runOnMachine(tracing ? &*tracing : pc_.machine.get());
         tracing.reset();
+        if (options_.command != Command::Tests) {
+            tellOfSilentHubs();
+        }
         complainOfLoss(logFile_);
         complainOfLoss(traceFile_);
         return code;
@@ -259,6 +263,15 @@ private:
     int refuse(Refusal const & refusal) {
         console_.writeError(fmt::format("{}: {}\n", programName, refusal.message));
         return refusal.result.value();
+    }
+
+    // What could not be asked was not judged either; no verdict shows that.
+    void tellOfSilentHubs() {
+        for (std::u16string const & hub : kernel::silentHubs()) {
+            console_.writeError(fmt::format("{}: The hub or controller {} did not answer and was left out. Unplug what "
+                                            "is attached to it, or restart the PC.\n",
+                                            programName, printable(machine::toUtf8(hub))));
+        }
     }
 
     void complainOfLoss(std::optional<OutputFile> & file) {

@@ -287,7 +287,8 @@ TEST_F(Run, HubThatDoesNotAnswerIsAskedOnceInTheWholeRun) {
     std::string const pc = temporaryFile(".json", R"({"name": "PC", "controllers": [{"instanceId": "PCI\\1", "rootHub":
         {"portCount": 4, "faults": [{"query": "connection", "hangs": true}]}}]})");
     std::string const trace = temporaryName(".jsonl");
-    runCli({"run", "WholeBus", "--machine", pc, "--trace-io", trace});
+    auto const result = runCli({"run", "WholeBus", "--machine", pc, "--trace-io", trace});
+    EXPECT_NE(result.errors.find("did not answer and was left out"), std::string::npos);
     std::string const text = contentsOf(trace);
     std::size_t silent = 0;
     for (std::size_t at = text.find("\"error\":121"); at != std::string::npos;
