@@ -1,6 +1,8 @@
 #include "CatalogBuilder.h"
 
 #include "machine/Machine.h"
+#include "usbtopo/DeviceNodes.h"
+#include "usbtopo/HubQueries.h"
 
 #include <fmt/format.h>
 
@@ -29,28 +31,14 @@ nuv::String firstOf(nuv::String first, nuv::String second) {
     return first.empty() ? second : first;
 }
 
-// By which a hub can be opened, of its symbolic name.
+// By which a hub can be opened, of its symbolic name; empty without one.
 nuv::String devicePath(nuv::String const & symbolicName) {
-    constexpr std::u16string_view prefix = u"\\\\?\\";
-    return symbolicName.empty() || symbolicName.view().starts_with(prefix) ? symbolicName
-                                                                           : nuv::String(prefix) + symbolicName;
+    return symbolicName.empty() ? symbolicName : text(usbtopo::devicePath(symbolicName.view()));
 }
 
 bool isOnUsb(DeviceNode const & node) {
     return node.nodeClass == NodeClass::Hub || node.nodeClass == NodeClass::UsbDevice ||
            node.nodeClass == NodeClass::UsbComposite;
-}
-
-// The product's own name for itself, without the blanks that some firmware pads it with, else the system's.
-nuv::String nameOf(DeviceNode const & node) {
-    std::u16string_view name = node.busReportedDescription;
-    while (name.starts_with(u' ')) {
-        name.remove_prefix(1);
-    }
-    while (name.ends_with(u' ')) {
-        name.remove_suffix(1);
-    }
-    return firstOf(nuv::String(name), firstOf(text(node.friendlyName), text(node.description)));
 }
 
 // "0781" out of "USB\VID_0781&PID_5591\...".
@@ -279,7 +267,7 @@ void CatalogBuilder::takeNode(DeviceFacts & facts, NodeId node) {
     taken_[node] = true;
     facts.node = node;
     facts.identifier = firstOf(text(known.instanceId), text(known.driverKey));
-    facts.name = firstOf(facts.name, nameOf(known));
+    facts.name = firstOf(facts.name, usbtopo::displayName(known));
     facts.description = text(known.description);
     facts.osName = firstOf(text(known.interfacePath), text(known.instanceId));
     if (!known.instanceId.empty()) {
