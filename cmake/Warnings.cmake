@@ -1,8 +1,12 @@
 # Warnings are errors, for the code of this project only.
 add_library(warnings INTERFACE)
-target_compile_options(warnings INTERFACE
-  -Wall -Wextra -pedantic-errors -Werror -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
-  -Woverloaded-virtual -Wcast-align -Wswitch-enum -Wimplicit-fallthrough)
+if(MSVC)
+  target_compile_options(warnings INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus /EHsc)
+else()
+  target_compile_options(warnings INTERFACE
+    -Wall -Wextra -pedantic-errors -Werror -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
+    -Woverloaded-virtual -Wcast-align -Wswitch-enum -Wimplicit-fallthrough)
+endif()
 
 # Optimising, g++ 12 sees overlapping copies in std::string's own code ("a" + std::move(text)).
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)

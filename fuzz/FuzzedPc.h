@@ -37,6 +37,10 @@ class FuzzedFile final : public machine::File {
 public:
     explicit FuzzedFile(Input & input) : input_(input) {}
 
+    machine::Started read(std::uint64_t, std::span<std::byte>) override { return {{31, 0}, nullptr}; }
+    machine::Started write(std::uint64_t, std::span<std::byte const>) override { return {{31, 0}, nullptr}; }
+    std::uint32_t flush() override { return 31; }
+
     machine::Transfer control(std::uint32_t, std::span<std::byte const>, std::span<std::byte> output,
                               std::optional<machine::Duration>) override {
         if (input_.used()) {
@@ -85,6 +89,8 @@ public:
     }
     machine::DeviceTree const & devices() const override { return tree_; }
     machine::Clock & clock() override { return clock_; }
+    std::vector<std::u16string> volumes() const override { return {}; }
+    std::uint32_t take(machine::Resource) override { return 0; }
     bool portDoesSuperSpeedPlus(std::u16string_view, std::uint32_t) const override { return false; }
 
 private:

@@ -18,7 +18,8 @@ public:
     Drive & operator=(Drive const &) = delete;
     virtual ~Drive() = default;
 
-    virtual std::uint32_t getSectorSize() = 0;  // bytes; 0 when the drive does not tell
+    // Bytes; 0 when the drive does not tell. Asks the drive; transfers then use what it said last.
+    virtual std::uint32_t getSectorSize() = 0;
     virtual std::uint64_t getSectorCount() = 0; // 0 when the drive does not tell
 
     // Blocking transfers, positional, past every cache of the OS. False when the drive fails, or when count times the

@@ -1,7 +1,9 @@
 #include "Startup.h"
 
 #include "Embedded.h"
+#include "LivePc.h"
 #include "machine/simulated/DescriptionReader.h"
+#include "machine/simulated/Images.h"
 #include "machine/simulated/SimulatedMachine.h"
 
 #include <fmt/format.h>
@@ -40,12 +42,16 @@ std::string bundledNames() {
     return fmt::format("{}", fmt::join(names, ", "));
 }
 
-std::variant<Pc, PcError> describedPc(std::string_view file, std::string_view json) {
+std::variant<Pc, PcError> describedPc(std::string_view file, std::string_view json,
+                                      std::filesystem::path const & folder) {
     auto read = machine::readDescription(json);
     if (auto const * error = std::get_if<machine::DescriptionError>(&read)) {
         return PcError{fmt::format("{}: {}", file, error->format())};
     }
     auto & description = std::get<machine::simulated::Description>(read);
+    if (auto const error = machine::simulated::openImages(description, folder)) {
+        return PcError{fmt::format("{}: {}", file, error->format())};
+    }
     Pc pc;
     pc.user = description.user;
     pc.machine = machine::makeSimulatedMachine(std::move(description));
@@ -81,7 +87,12 @@ std::variant<std::string, PcError> readFile(std::string const & name, std::files
 
 std::variant<Pc, PcError> openPc(std::optional<std::string> const & descriptionFile) {
     if (!descriptionFile) {
-        auto pc = describedPc(standInPc, findBundled(standInPc)->contents);
+        if (auto live = openLivePc()) {
+            Pc pc;
+            pc.machine = std::move(live);
+            return pc;
+        }
+        auto pc = describedPc(standInPc, findBundled(standInPc)->contents, {});
         if (auto * opened = std::get_if<Pc>(&pc)) {
             opened->isBundled = true;
         }
@@ -92,7 +103,7 @@ std::variant<Pc, PcError> openPc(std::optional<std::string> const & descriptionF
     std::error_code failure;
     if (!std::filesystem::exists(path, failure)) {
         if (embedded::File const * const bundled = findBundled(*descriptionFile)) {
-            return describedPc(bundled->name, bundled->contents);
+            return describedPc(bundled->name, bundled->contents, {});
         }
         if (failure) {
             return PcError{fmt::format("{}: {}.", *descriptionFile, failure.message())};
@@ -105,7 +116,7 @@ std::variant<Pc, PcError> openPc(std::optional<std::string> const & descriptionF
     if (auto * error = std::get_if<PcError>(&contents)) {
         return std::move(*error);
     }
-    return describedPc(*descriptionFile, std::get<std::string>(contents));
+    return describedPc(*descriptionFile, std::get<std::string>(contents), path.parent_path());
 }
 
 } // namespace host

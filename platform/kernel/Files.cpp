@@ -1,7 +1,9 @@
 #include "HandleTable.h"
+#include "LastError.h"
+#include "PendingTransfers.h"
+#include "Runtime.h"
 #include "SilentHubs.h"
 #include "kernel.h"
-#include "machine/Text.h"
 
 #include <algorithm>
 #include <array>
@@ -20,16 +22,14 @@ constexpr std::uint32_t tooManyOpenFiles = 4;
 // A wedged device makes its hub wait without end; a healthy hub answers in milliseconds.
 constexpr std::chrono::seconds hubQueryLimit{5};
 
+// Enough for a drive that spins down; a wedged one is not waited for.
+constexpr std::chrono::seconds overlappedControlLimit{10};
+
 // Device type of an I/O control code: what kind of device it is meant for.
 constexpr std::uint32_t usbDeviceType = 0x22;
 
 bool isHubQuery(std::uint32_t controlCode) {
     return controlCode >> 16 == usbDeviceType;
-}
-
-bool fail(std::uint32_t error) {
-    SetLastError(error);
-    return false;
 }
 
 // Zero-filled bytes of one I/O control, on the stack as long as they are few. The records of hub queries fit.
@@ -66,7 +66,8 @@ HANDLE CreateFileW(char16_t const * fileName, std::uint32_t desiredAccess, std::
     }
     auto file = std::make_shared<OpenFile>();
     file->file = std::move(opened.file);
-    file->key = machine::foldedCase(machine::withoutDevicePrefix(request.path));
+    file->overlapped = (flagsAndAttributes & FILE_FLAG_OVERLAPPED) != 0;
+    file->key = fileKey(request.path);
     HANDLE const handle = HandleTable::instance().add(std::move(file));
     if (handle == INVALID_HANDLE_VALUE) {
         SetLastError(tooManyOpenFiles);
@@ -83,7 +84,7 @@ bool DeviceIoControl(HANDLE device, std::uint32_t controlCode, void * input, std
     if (bytesReturned != nullptr) {
         *bytesReturned = 0;
     }
-    std::shared_ptr<OpenFile> const file = HandleTable::instance().find(device);
+    std::shared_ptr<OpenFile> const file = HandleTable::instance().findFile(device);
     if (!file) {
         return fail(ERROR_INVALID_HANDLE);
     }
@@ -92,6 +93,10 @@ bool DeviceIoControl(HANDLE device, std::uint32_t controlCode, void * input, std
     }
     if (isHubQuery(controlCode) && SilentHubs::instance().contains(file->key)) {
         return fail(ERROR_SEM_TIMEOUT);
+    }
+
+    if (overlapped != nullptr) {
+        begin(*overlapped);
     }
 
     // Copies, because the caller's two buffers may be one, and so that a failed control leaves its output alone.
@@ -103,6 +108,8 @@ bool DeviceIoControl(HANDLE device, std::uint32_t controlCode, void * input, std
     std::optional<machine::Duration> limit;
     if (isHubQuery(controlCode)) {
         limit = hubQueryLimit;
+    } else if (overlapped != nullptr && file->overlapped) {
+        limit = overlappedControlLimit;
     }
     machine::Transfer const transfer = file->file->control(controlCode, sent.bytes(), received.bytes(), limit);
     if (transfer.error != ERROR_SUCCESS) {
@@ -119,8 +126,7 @@ bool DeviceIoControl(HANDLE device, std::uint32_t controlCode, void * input, std
         *bytesReturned = returned;
     }
     if (overlapped != nullptr) {
-        overlapped->Internal = ERROR_SUCCESS;
-        overlapped->InternalHigh = returned;
+        finish(*overlapped, {ERROR_SUCCESS, returned}, true);
     }
     return true;
 }

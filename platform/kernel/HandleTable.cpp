@@ -26,7 +26,7 @@ HandleTable & HandleTable::instance() {
     return table;
 }
 
-HANDLE HandleTable::add(std::shared_ptr<OpenFile> file) {
+HANDLE HandleTable::add(std::shared_ptr<KernelObject> object) {
     std::lock_guard const guard(lock_);
     if (free_.empty()) {
         if (places_.size() > placeMask) {
@@ -37,32 +37,40 @@ HANDLE HandleTable::add(std::shared_ptr<OpenFile> file) {
     }
     std::size_t const place = free_.back();
     free_.pop_back();
-    places_[place].file = std::move(file);
+    places_[place].object = std::move(object);
     ++open_;
     return handleOf(place, places_[place].generation);
 }
 
-std::shared_ptr<OpenFile> HandleTable::find(HANDLE handle) const {
+std::shared_ptr<KernelObject> HandleTable::find(HANDLE handle) const {
     std::lock_guard const guard(lock_);
     std::size_t const place = placeOf(handle);
-    return place == places_.size() ? nullptr : places_[place].file;
+    return place == places_.size() ? nullptr : places_[place].object;
 }
 
-std::shared_ptr<OpenFile> HandleTable::remove(HANDLE handle) {
+std::shared_ptr<OpenFile> HandleTable::findFile(HANDLE handle) const {
+    return std::dynamic_pointer_cast<OpenFile>(find(handle));
+}
+
+std::shared_ptr<Event> HandleTable::findEvent(HANDLE handle) const {
+    return std::dynamic_pointer_cast<Event>(find(handle));
+}
+
+std::shared_ptr<KernelObject> HandleTable::remove(HANDLE handle) {
     std::lock_guard const guard(lock_);
     std::size_t const place = placeOf(handle);
     if (place == places_.size()) {
         return nullptr;
     }
     Place & left = places_[place];
-    std::shared_ptr<OpenFile> file = std::exchange(left.file, nullptr);
+    std::shared_ptr<KernelObject> object = std::exchange(left.object, nullptr);
     --open_;
     // A place whose generations are used up is given up rather than let an old handle come to life again.
     if (left.generation < lastGeneration) {
         ++left.generation;
         free_.push_back(place);
     }
-    return file;
+    return object;
 }
 
 std::size_t HandleTable::size() const {
@@ -74,7 +82,7 @@ std::size_t HandleTable::placeOf(HANDLE handle) const {
     auto const value = reinterpret_cast<std::uintptr_t>(handle);
     std::size_t const place = (value >> placeShift) & placeMask;
     bool const isOpen =
-        place < places_.size() && places_[place].file && handleOf(place, places_[place].generation) == handle;
+        place < places_.size() && places_[place].object && handleOf(place, places_[place].generation) == handle;
     return isOpen ? place : places_.size();
 }
 

@@ -1,5 +1,6 @@
 // Services of the process itself: memory and the error mode.
 #include "kernel.h"
+#include "machine/Machine.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -7,8 +8,6 @@
 namespace kernel {
 
 namespace {
-
-constexpr std::uint32_t notEnoughMemory = 8;
 
 std::atomic<std::uint32_t> errorMode = 0;
 
@@ -19,10 +18,14 @@ std::uint32_t SetErrorMode(std::uint32_t mode) {
 }
 
 void * GlobalAlloc(std::uint32_t, std::size_t byteCount) {
+    if (std::uint32_t const error = machine::current().take(machine::Resource::Memory); error != ERROR_SUCCESS) {
+        SetLastError(error);
+        return nullptr;
+    }
     // A block of no bytes is still a block with an address of its own.
     void * const memory = std::calloc(byteCount == 0 ? 1 : byteCount, 1);
     if (memory == nullptr) {
-        SetLastError(notEnoughMemory);
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     }
     return memory;
 }

@@ -29,6 +29,8 @@ struct DiskFacts {
     bool isApplicationDrive = false; // this program runs from it
     bool isNuvMud = false;           // carries the diagnostics themselves
     bool hasReadOnlyVolume = false;
+    bool inMemory = false;           // of a described PC: gone when the program ends
+    std::string backing;             // of a described PC: the file or block device with its bytes, UTF-8
     bool reportsAtaSecurity = false; // the three facts below are known
     bool securityPasswordSupported = false;
     bool securityPasswordSet = false;

@@ -1,12 +1,11 @@
 #include "TracingMachine.h"
 
+#include "ControlNames.h"
 #include "Text.h"
-#include "kernel/UsbRecords.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <string>
 #include <utility>
 
@@ -14,29 +13,9 @@ namespace machine {
 
 namespace {
 
-struct ControlName {
-    std::uint32_t code;
-    char const * ofHub; // null where the control is none of a hub's
-    char const * ofController;
-};
-
-// One code means one thing to a hub and another to a host controller.
-constexpr std::array<ControlName, 8> controlNames{{
-    {kernel::IOCTL_USB_GET_ROOT_HUB_NAME, "USB_GET_NODE_INFORMATION", "USB_GET_ROOT_HUB_NAME"},
-    {kernel::IOCTL_GET_HCD_DRIVERKEY_NAME, nullptr, "GET_HCD_DRIVERKEY_NAME"},
-    {kernel::IOCTL_USB_GET_NODE_CONNECTION_NAME, "USB_GET_NODE_CONNECTION_NAME", nullptr},
-    {kernel::IOCTL_USB_GET_NODE_CONNECTION_DRIVERKEY_NAME, "USB_GET_NODE_CONNECTION_DRIVERKEY_NAME", nullptr},
-    {kernel::IOCTL_USB_GET_NODE_CONNECTION_INFORMATION_EX, "USB_GET_NODE_CONNECTION_INFORMATION_EX", nullptr},
-    {kernel::IOCTL_USB_GET_HUB_INFORMATION_EX, "USB_GET_HUB_INFORMATION_EX", nullptr},
-    {kernel::IOCTL_USB_GET_PORT_CONNECTOR_PROPERTIES, "USB_GET_PORT_CONNECTOR_PROPERTIES", nullptr},
-    {kernel::IOCTL_USB_GET_NODE_CONNECTION_INFORMATION_EX_V2, "USB_GET_NODE_CONNECTION_INFORMATION_EX_V2", nullptr},
-}};
-
 // The member with the control's name; empty for a control that has none here.
 std::string nameMember(std::uint32_t code, bool toController) {
-    auto const found = std::ranges::find(controlNames, code, &ControlName::code);
-    char const * const name =
-        found == controlNames.end() ? nullptr : (toController ? found->ofController : found->ofHub);
+    char const * const name = controlName(code, toController);
     return name == nullptr ? std::string() : fmt::format(R"("name":"{}",)", name);
 }
 
@@ -65,7 +44,7 @@ std::string seconds(Duration duration) {
 
 class TracingMachine::TracedClock final : public Clock {
 public:
-    TracedClock(Clock & traced, WriteLine const & writeLine) : traced_(traced), writeLine_(writeLine) {}
+    TracedClock(Clock & traced, Lines const & lines) : traced_(traced), lines_(lines) {}
 
     Duration now() const override { return traced_.now(); }
     bool isVirtual() const override { return traced_.isVirtual(); }
@@ -73,13 +52,46 @@ public:
     void sleep(Duration duration) override {
         Duration const start = now();
         traced_.sleep(duration);
-        writeLine_(fmt::format(R"({{"t":{},"call":"wait","seconds":{}}})", seconds(start),
-                               seconds(std::max(duration, Duration::zero()))));
+        lines_.write(fmt::format(R"({{"t":{},"call":"wait","seconds":{}}})", seconds(start),
+                                 seconds(std::max(duration, Duration::zero()))));
     }
 
 private:
     Clock & traced_;
-    WriteLine const & writeLine_;
+    Lines const & lines_;
+};
+
+class TracingMachine::TracedTransfer final : public PendingTransfer {
+public:
+    TracedTransfer(std::unique_ptr<PendingTransfer> traced, std::shared_ptr<Lines> lines, std::uint32_t number)
+        : traced_(std::move(traced)), lines_(std::move(lines)), number_(number) {}
+
+    std::optional<Transfer> wait(Duration limit) override {
+        Duration const start = now();
+        std::optional<Transfer> const outcome = traced_->wait(limit);
+        std::string const head = fmt::format(R"({{"t":{},"call":"waitTransfer","transfer":{},"limit":{})",
+                                             seconds(start), number_, seconds(limit));
+        write(outcome ? fmt::format(R"({},"moved":{},"error":{}}})", head, outcome->bytes, outcome->error)
+                      : fmt::format(R"({},"pending":true}})", head));
+        return outcome;
+    }
+
+    void cancel() override {
+        write(fmt::format(R"({{"t":{},"call":"cancelTransfer","transfer":{}}})", seconds(now()), number_));
+        traced_->cancel();
+    }
+
+private:
+    Duration now() const { return lines_->clock == nullptr ? Duration::zero() : lines_->clock->now(); }
+    void write(std::string const & line) const {
+        if (lines_->clock != nullptr) {
+            lines_->write(line);
+        }
+    }
+
+    std::unique_ptr<PendingTransfer> traced_;
+    std::shared_ptr<Lines> lines_;
+    std::uint32_t number_;
 };
 
 class TracingMachine::TracedFile final : public File {
@@ -93,17 +105,34 @@ public:
         Duration const start = machine_.clock().now();
         traced_.reset();
         try {
-            machine_.writeLine_(fmt::format(R"({{"t":{},"call":"close","handle":{}}})", seconds(start), handle_));
+            machine_.lines_->write(fmt::format(R"({{"t":{},"call":"close","handle":{}}})", seconds(start), handle_));
         } catch (...) {
             // Out of memory: the line is lost, the file is closed all the same.
         }
+    }
+
+    Started read(std::uint64_t offset, std::span<std::byte> buffer) override {
+        Duration const start = machine_.clock().now();
+        return noted(start, "read", offset, buffer.size(), traced_->read(offset, buffer));
+    }
+    Started write(std::uint64_t offset, std::span<std::byte const> buffer) override {
+        Duration const start = machine_.clock().now();
+        return noted(start, "write", offset, buffer.size(), traced_->write(offset, buffer));
+    }
+
+    std::uint32_t flush() override {
+        Duration const start = machine_.clock().now();
+        std::uint32_t const error = traced_->flush();
+        machine_.lines_->write(
+            fmt::format(R"({{"t":{},"call":"flush","handle":{},"error":{}}})", seconds(start), handle_, error));
+        return error;
     }
 
     Transfer control(std::uint32_t code, std::span<std::byte const> input, std::span<std::byte> output,
                      std::optional<Duration> limit) override {
         Duration const start = machine_.clock().now();
         Transfer const transfer = traced_->control(code, input, output, limit);
-        machine_.writeLine_(
+        machine_.lines_->write(
             fmt::format(R"({{"t":{},"call":"control","handle":{},"code":"0x{:X}",{}"in":{},"out":{},"limit":{},)"
                         R"("returned":{},"error":{}}})",
                         seconds(start), handle_, code, nameMember(code, isController_), input.size(), output.size(),
@@ -112,6 +141,20 @@ public:
     }
 
 private:
+    Started noted(Duration start, char const * call, std::uint64_t offset, std::size_t bytes, Started started) {
+        std::string const head = fmt::format(R"({{"t":{},"call":"{}","handle":{},"offset":{},"bytes":{})",
+                                             seconds(start), call, handle_, offset, bytes);
+        if (started.pending == nullptr) {
+            machine_.lines_->write(
+                fmt::format(R"({},"moved":{},"error":{}}})", head, started.transfer.bytes, started.transfer.error));
+            return started;
+        }
+        std::uint32_t const number = ++machine_.lines_->lastTransfer;
+        machine_.lines_->write(fmt::format(R"({},"transfer":{}}})", head, number));
+        started.pending = std::make_unique<TracedTransfer>(std::move(started.pending), machine_.lines_, number);
+        return started;
+    }
+
     std::unique_ptr<File> traced_;
     TracingMachine & machine_;
     std::uint32_t handle_;
@@ -128,8 +171,8 @@ TracingMachine::TracingMachine(Machine & traced, std::ostream & stream)
       }) {}
 
 TracingMachine::TracingMachine(Machine & traced, WriteLine writeLine)
-    : traced_(traced), writeLine_(std::move(writeLine)),
-      clock_(std::make_unique<TracedClock>(traced.clock(), writeLine_)) {
+    : traced_(traced), lines_(std::make_shared<Lines>(Lines{std::move(writeLine), &traced.clock()})),
+      clock_(std::make_unique<TracedClock>(traced.clock(), *lines_)) {
     DeviceTree const & tree = traced_.devices();
     for (NodeId id = tree.root(); id <= tree.size(); ++id) {
         if (tree[id].nodeClass == NodeClass::HostController) {
@@ -138,7 +181,9 @@ TracingMachine::TracingMachine(Machine & traced, WriteLine writeLine)
     }
 }
 
-TracingMachine::~TracingMachine() = default;
+TracingMachine::~TracingMachine() {
+    lines_->clock = nullptr;
+}
 
 Opened TracingMachine::open(OpenRequest const & request) {
     Duration const start = clock_->now();
@@ -147,11 +192,11 @@ Opened TracingMachine::open(OpenRequest const & request) {
         R"({{"t":{},"call":"open","path":{},"access":"0x{:X}","share":"0x{:X}","disposition":"0x{:X}","flags":"0x{:X}")",
         seconds(start), quoted(request.path), request.access, request.share, request.disposition, request.flags);
     if (!opened.file) {
-        writeLine_(fmt::format(R"({},"error":{}}})", head, opened.error));
+        lines_->write(fmt::format(R"({},"error":{}}})", head, opened.error));
         return opened;
     }
     ++lastHandle_;
-    writeLine_(fmt::format(R"({},"handle":{}}})", head, lastHandle_));
+    lines_->write(fmt::format(R"({},"handle":{}}})", head, lastHandle_));
     opened.file = std::make_unique<TracedFile>(std::move(opened.file), *this, lastHandle_, isController(request.path));
     return opened;
 }

@@ -1,5 +1,5 @@
-// Writes down what is asked of a machine: one JSON object a line for every open, I/O control, close and wait, with its
-// outcome. docs/trace-io.schema.json describes the lines.
+// Writes down what is asked of a machine: one JSON object a line for every open, I/O control, read, write, flush,
+// close and wait, with its outcome. docs/trace-io.schema.json describes the lines.
 #pragma once
 
 #include "Machine.h"
@@ -30,18 +30,28 @@ public:
     Opened open(OpenRequest const & request) override;
     DeviceTree const & devices() const override { return traced_.devices(); }
     Clock & clock() override;
+    std::vector<std::u16string> volumes() const override { return traced_.volumes(); }
+    std::uint32_t take(Resource resource) override { return traced_.take(resource); }
     bool portDoesSuperSpeedPlus(std::u16string_view hubPath, std::uint32_t port) const override {
         return traced_.portDoesSuperSpeedPlus(hubPath, port);
     }
 
 private:
     class TracedFile;
+    class TracedTransfer;
     class TracedClock;
+
+    // Where the lines go. A transfer that never ends outlives the machine, and then writes no more.
+    struct Lines {
+        WriteLine write;
+        Clock * clock; // null once the machine is gone
+        std::uint32_t lastTransfer = 0;
+    };
 
     bool isController(std::u16string_view path) const;
 
     Machine & traced_;
-    WriteLine writeLine_;
+    std::shared_ptr<Lines> lines_;
     std::unique_ptr<TracedClock> clock_;
     std::unordered_set<std::u16string> controllerPaths_; // folded, without prefix
     std::uint32_t lastHandle_ = 0;

@@ -22,7 +22,8 @@ public:
     virtual bool inputIsTerminal() const = 0;
     virtual unsigned width() const = 0; // columns of the terminal, 80 where there is none
 
-    // True once the user or the system asked the process to stop (Ctrl+C, SIGTERM, a hang-up). Stays true.
+    // True once the user or the system asked the process to stop (Ctrl+C, SIGTERM, a hang-up). Stays true; asking again
+    // changes nothing, so that no impatient Ctrl+C ends the process between two steps that belong together.
     virtual bool stopRequested() const = 0;
 
     enum class Input { Line, Nothing, Ended };
@@ -33,8 +34,8 @@ public:
     virtual Input readLine(std::string & line, std::optional<std::chrono::milliseconds> limit) = 0;
 };
 
-// The real streams. Installs the handlers for Ctrl+C and the like, and takes away the signal of a broken pipe; one per
-// process.
+// The real streams. Installs the handlers for Ctrl+C and the like, and takes away the signal of a broken pipe, for the
+// rest of the process; one per process.
 std::unique_ptr<Console> openStandardConsole();
 
 } // namespace terminal

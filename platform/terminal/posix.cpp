@@ -84,30 +84,18 @@ private:
     Descriptor writeEnd_;
 };
 
-// The handling of one signal, for as long as this lives.
-class SignalHandling {
-public:
-    SignalHandling(int signal, void (*handler)(int)) : signal_(signal) {
-        struct sigaction action {};
-        action.sa_handler = handler;
-        sigemptyset(&action.sa_mask);
-        ::sigaction(signal_, nullptr, &before_);
-        // Who started us with a signal ignored (nohup, a job in the background) means it to stay so.
-        changed_ = before_.sa_handler != SIG_IGN && ::sigaction(signal_, &action, nullptr) == 0;
+// For the rest of the process: a signal that arrives while it ends must not take the place of its exit code.
+void handle(int signal, void (*handler)(int)) {
+    struct sigaction before {};
+    ::sigaction(signal, nullptr, &before);
+    if (before.sa_handler == SIG_IGN) {
+        return; // who started us with a signal ignored (nohup, a job in the background) means it to stay so
     }
-    SignalHandling(SignalHandling const &) = delete;
-    SignalHandling & operator=(SignalHandling const &) = delete;
-    ~SignalHandling() {
-        if (changed_) {
-            ::sigaction(signal_, &before_, nullptr);
-        }
-    }
-
-private:
-    int signal_;
-    struct sigaction before_ {};
-    bool changed_ = false;
-};
+    struct sigaction action {};
+    action.sa_handler = handler; // and not only for the first time
+    sigemptyset(&action.sa_mask);
+    ::sigaction(signal, &action, nullptr);
+}
 
 // Milliseconds for poll, rounded up; never negative.
 int pollTimeout(SteadyClock::duration left) {
@@ -117,6 +105,13 @@ int pollTimeout(SteadyClock::duration left) {
 
 class StandardConsole final : public Console {
 public:
+    StandardConsole() {
+        handle(SIGPIPE, SIG_IGN);
+        for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
+            handle(signal, onStopSignal);
+        }
+    }
+
     bool write(std::string_view text) override {
         outputLost_ = outputLost_ || !writeAll(STDOUT_FILENO, text);
         return !outputLost_;
@@ -209,10 +204,6 @@ private:
     }
 
     WakeUp wakeUp_;
-    SignalHandling brokenPipe_{SIGPIPE, SIG_IGN};
-    SignalHandling interrupt_{SIGINT, onStopSignal};
-    SignalHandling terminate_{SIGTERM, onStopSignal};
-    SignalHandling hangUp_{SIGHUP, onStopSignal};
     LinePieces input_;
     bool inputEnded_ = false;
     bool outputLost_ = false;

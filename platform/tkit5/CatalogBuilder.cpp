@@ -27,6 +27,14 @@ nuv::String text(std::string const & utf8) {
     return nuv::String(utf8);
 }
 
+// Devices fill a field of fixed length with blanks, at either end.
+nuv::String withoutBlanks(std::u16string_view text) {
+    std::size_t const first = text.find_first_not_of(u' ');
+    return first == std::u16string_view::npos
+               ? nuv::String()
+               : nuv::String(text.substr(first, text.find_last_not_of(u' ') + 1 - first));
+}
+
 nuv::String firstOf(nuv::String first, nuv::String second) {
     return first.empty() ? second : first;
 }
@@ -233,6 +241,7 @@ void CatalogBuilder::addDisk(CatalogDevice & device, NodeId node) {
     facts.identifier = firstOf(facts.identifier, facts.osName);
 
     machine::DiskFacts const & disk = *tree_.disk(node);
+    facts.serialNumber = withoutBlanks(disk.serialNumber);
     for (auto const & [property, holds] :
          {std::pair("IsSystemDrive", disk.isSystemDrive), std::pair("IsApplicationDrive", disk.isApplicationDrive),
           std::pair("IsNUVMUD", disk.isNuvMud), std::pair("HasReadOnlyVolume", disk.hasReadOnlyVolume)}) {

@@ -1,5 +1,6 @@
 #include "Commands.h"
 
+#include "DestructiveSummary.h"
 #include "JsonlReporter.h"
 #include "ListingsJsonl.h"
 #include "Locale.h"
@@ -16,6 +17,7 @@
 #include "machine/TracingMachine.h"
 #include "nuv.h"
 #include "nuv/LogSink.h"
+#include "terminal/Process.h"
 
 #include <fmt/format.h>
 
@@ -33,14 +35,14 @@ std::string environment(char const * name) {
     return value == nullptr ? "" : value;
 }
 
-// The language of the environment, most specific first.
+// The language of the environment, most specific first, else the one that the user chose for the system.
 std::string systemLanguage() {
     for (char const * name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
         if (std::string value = environment(name); !value.empty()) {
             return value;
         }
     }
-    return "en";
+    return terminal::userLanguage();
 }
 
 class LogPriority {
@@ -161,7 +163,7 @@ private:
         DeviceCatalog const catalog;
         PcTitle const title{.name = machine->name(), .isBundled = pc_.isBundled};
         if (options_.command == Command::Run) {
-            return runTest(catalog, title);
+            return runTest(catalog, title, machine->clock());
         }
         return options_.command == Command::Devices ? listDevices(catalog, title) : showTopology(catalog, title);
     }
@@ -184,7 +186,7 @@ private:
         return ended(console_.write(topologyAsText(title, controllers, usesColour())));
     }
 
-    int runTest(DeviceCatalog const & catalog, PcTitle const & title) {
+    int runTest(DeviceCatalog const & catalog, PcTitle const & title, machine::Clock const & clock) {
         auto chosen = chooseDevices(*test_, catalog, options_);
         if (auto const * refusal = std::get_if<Refusal>(&chosen)) {
             return refuse(*refusal);
@@ -194,8 +196,10 @@ private:
                 .catalog = catalog,
                 .pc = title,
                 .parameters = parameters_.asText()};
-        if (auto const refusal = confirmDestruction(run.devices)) {
-            return refuse(*refusal);
+        if (test_->destructive) {
+            if (auto const refusal = allowDestruction(run.devices)) {
+                return refuse(*refusal);
+            }
         }
         if (run.devices.empty()) {
             console_.writeError(fmt::format("{}: {} accepts no device of this PC. 'nuvrusb devices --test {}' says "
@@ -203,7 +207,7 @@ private:
                                             programName, test_->name, test_->name));
         }
 
-        TextReporter text(console_, usesColour(), console_.outputIsTerminal());
+        TextReporter text(console_, usesColour(), console_.outputIsTerminal() && !isDumb(), clock);
         JsonlReporter jsonl(console_);
         Reporter & reporter = isJsonl() ? static_cast<Reporter &>(jsonl) : text;
         std::optional<LogFileReporter> logged;
@@ -222,21 +226,21 @@ private:
             .value();
     }
 
-    // Somebody has to say that data may go: the option in so many words, or a person at the terminal.
-    std::optional<Refusal> confirmDestruction(std::vector<CatalogDevice const *> const & devices) {
-        if (!test_->destructive || options_.allowDestructive) {
-            return std::nullopt;
-        }
-        if (isJsonl() || !console_.inputIsTerminal() || !console_.outputIsTerminal()) {
+    // Somebody has to say that data may go: the option in so many words, or a person at the terminal. Either way it is
+    // told on which disks and what becomes of the data.
+    std::optional<Refusal> allowDestruction(std::vector<CatalogDevice const *> const & devices) {
+        bool const canAsk = !isJsonl() && console_.inputIsTerminal() && console_.outputIsTerminal();
+        if (!options_.allowDestructive && !canAsk) {
             return wrongUsage(fmt::format("{} overwrites data, and there is no terminal to ask on. Allow it with "
                                           "--allow-destructive.",
                                           test_->name));
         }
-        std::string question = fmt::format("{} overwrites data on:\n", test_->name);
-        for (CatalogDevice const * device : devices) {
-            question += fmt::format("  {} ({})\n", printable(device->displayName()),
-                                    printable(device->facts().osName.getUTF8String()));
+        DataFate const fate = fateOfData(*test_, answering() == Answering::No);
+        if (options_.allowDestructive) {
+            tellOfDestruction(fate, devices);
+            return std::nullopt;
         }
+        std::string const question = destructiveSummary(*test_, fate, devices) + noteOf(fate);
         std::string answer;
         bool const answered = console_.write(question + "Type yes to allow it: ") &&
                               console_.readLine(answer, std::nullopt) == terminal::Console::Input::Line;
@@ -244,6 +248,24 @@ private:
             return std::nullopt;
         }
         return Refusal{"Nothing was run, since nobody typed yes.", TestResult::USERABORTED()};
+    }
+
+    // Where nobody is asked, a warning is told apart from the output, which may go to a file.
+    void tellOfDestruction(DataFate const & fate, std::vector<CatalogDevice const *> const & devices) {
+        if (!isJsonl()) {
+            console_.write(destructiveSummary(*test_, fate, devices) + (fate.isWarning ? "" : noteOf(fate)) + "\n");
+        }
+        if (fate.isWarning) {
+            console_.writeError(fmt::format("{}: {}\n", programName, fate.note));
+        }
+    }
+
+    std::string noteOf(DataFate const & fate) const {
+        if (fate.note.empty()) {
+            return "";
+        }
+        auto const lines = wrapped(fate.note, console_.outputIsTerminal() ? console_.width() : 0);
+        return fmt::format("{}\n", fmt::join(lines, "\n"));
     }
 
     Answering answering() const {
@@ -283,9 +305,9 @@ private:
 
     bool isJsonl() const { return options_.format == Format::Jsonl; }
     bool usesColour() const {
-        return console_.outputIsTerminal() && !options_.noColor && environment("NO_COLOR").empty() &&
-               environment("TERM") != "dumb";
+        return console_.outputIsTerminal() && !options_.noColor && environment("NO_COLOR").empty() && !isDumb();
     }
+    static bool isDumb() { return environment("TERM") == "dumb"; } // a terminal that takes no control sequences
     static int ended(bool written) { return (written ? TestResult::PASS() : TestResult::USERABORTED()).value(); }
 
     Options const & options_;

@@ -1,6 +1,7 @@
 // What the module says about itself before it is set going: its tests, parameters and keys.
 #include "Registry.h"
 #include "Session.h"
+#include "terminal/Process.h"
 
 #include <algorithm>
 
@@ -138,11 +139,7 @@ Test * Test::addParameter(Parameter const * parameter) {
 }
 
 void DiagModule::setCmdLineArgs(int count, char ** arguments) {
-    std::vector<std::string> & commandLine = Registry::instance().commandLine;
-    commandLine.clear();
-    for (int i = 1; i < count; ++i) {
-        commandLine.emplace_back(arguments[i]);
-    }
+    Registry::instance().commandLine = terminal::commandLineArguments(count, arguments);
 }
 
 void DiagModule::setVersion(unsigned major, unsigned minor, TkitString const & build) {

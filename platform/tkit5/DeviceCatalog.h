@@ -19,8 +19,9 @@ struct DeviceFacts {
     nuv::String identifier; // never empty; need not be unique
     nuv::String name;
     nuv::String description;
-    nuv::String osName;     // path by which it can be opened, else its instance ID; may be empty
-    nuv::String connectHub; // identifier of the hub that it is connected to
+    nuv::String osName;       // path by which it can be opened, else its instance ID; may be empty
+    nuv::String connectHub;   // identifier of the hub that it is connected to
+    nuv::String serialNumber; // of a disk, without blanks around it; may be empty
     DeviceCapability capabilities;
     std::string place; // "1-3.2": controller 1, root port 3, port 2 of the hub there; empty when unknown
     machine::NodeId node = machine::noNode;

@@ -84,6 +84,9 @@ std::string deviceText(CatalogDevice const & device, Registry const & registry, 
     if (!facts.osName.empty() && !(facts.osName == facts.identifier)) {
         text += labelled("OS locator", printable(facts.osName.getUTF8String()));
     }
+    if (!facts.serialNumber.empty()) {
+        text += labelled("serial number", printable(facts.serialNumber.getUTF8String()));
+    }
     if (!facts.place.empty()) {
         text += labelled("place", facts.place);
     }

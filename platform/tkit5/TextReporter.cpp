@@ -62,7 +62,7 @@ void TextReporter::runStarted(RunStart const & run) {
 
 void TextReporter::testStarted(std::string const & test, DeviceReport const & device) {
     testCounts_ = {};
-    progress_ = {};
+    progress_.begin();
     std::string const name = printable(device.name.empty() ? device.identifier : device.name);
     write(fmt::format("\n{}\n", hanging(fmt::format("{} on {}", test, name), 2)));
 }
@@ -86,32 +86,24 @@ void TextReporter::event(EventReport const & event) {
 }
 
 void TextReporter::progress(ProgressReport const & progress) {
-    bool const isNew = progress.key != progress_.key;
-    progress_.key = progress.key;
-    progress_.text = progress.text;
-    if (live_ || isNew) {
-        showProgress();
-    }
+    progress_.setText(progress);
+    showProgress();
 }
 
 void TextReporter::percentDone(int percent) {
-    int const bounded = std::clamp(percent, 0, 100);
-    std::optional<int> const before = std::exchange(progress_.percent, bounded);
-    if (before == bounded) {
-        return;
-    }
-    if (live_ || !before || *before / 10 != bounded / 10) {
-        showProgress();
-    }
+    progress_.setPercent(percent);
+    showProgress();
 }
 
 void TextReporter::messageBoxShown(MessageBoxReport const & box) {
+    progress_.pause();
     writeLabelled(Colour::Yellow, "question", box.title);
     writeLabelled(Colour::None, "", box.message);
     writeLabelled(Colour::None, "", fmt::format("Answer {}.", waysToAnswer(box.options)));
 }
 
 void TextReporter::messageBoxClosed(std::uint32_t, MessageBox2_Return answer) {
+    progress_.resume();
     writeLabelled(Colour::None, "answer", answerName(answer));
 }
 
@@ -130,7 +122,6 @@ void TextReporter::trace(TraceReport const & line) {
 }
 
 void TextReporter::testEnded(std::string const &, DeviceReport const &, TestResult const & result) {
-    progress_ = {};
     if (!onlyOneDevice_) { // else the result of the run says the same
         write(fmt::format("  {:<{}}{}\n", "result", textColumn - 2, resultText(result, testCounts_)));
     }
@@ -188,8 +179,8 @@ void TextReporter::write(std::string_view text) {
     if (lost_) {
         return;
     }
-    std::string const erase = progressIsShown_ ? "\r\x1b[K" : "";
-    progressIsShown_ = false;
+    std::string const erase = shownProgress_.empty() ? "" : "\r\x1b[K";
+    shownProgress_.clear();
     lost_ = !console_.write(erase + std::string(text));
 }
 
@@ -207,21 +198,20 @@ std::string TextReporter::hanging(std::string_view text, std::size_t indent) con
     return result;
 }
 
-std::string TextReporter::progressText() const {
-    std::string const text = printable(progress_.text);
-    return progress_.percent ? fmt::format("{:>3} %  {}", *progress_.percent, text) : text;
-}
-
 void TextReporter::showProgress() {
     if (!live_) {
-        std::string text = progressText();
-        text.erase(text.find_last_not_of(' ') + 1);
-        write(fmt::format("  progress {}\n", text));
+        if (progress_.takesPlainLine()) {
+            write(fmt::format("  progress {}\n", progress_.plain()));
+        }
         return;
     }
     // One column stays free: a full line makes some terminals go to the next one.
-    write(fmt::format("  {}", cut(progressText(), std::max(console_.width(), 4U) - 3)));
-    progressIsShown_ = true;
+    std::size_t const room = std::max(console_.width(), 4U) - 3;
+    std::string line = fmt::format("  {}", progress_.live(room, console_.stopRequested()));
+    if (line != shownProgress_) {
+        write(line);
+        shownProgress_ = std::move(line);
+    }
 }
 
 } // namespace tkit5

@@ -2,10 +2,10 @@
 #pragma once
 
 #include "EventCounts.h"
+#include "ProgressLine.h"
 #include "Reporter.h"
 #include "terminal/Console.h"
 
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -14,9 +14,9 @@ namespace tkit5 {
 class TextReporter final : public Reporter {
 public:
     // live: the output is a terminal, where lines are wrapped and the progress line is rewritten in place. Otherwise a
-    // line of progress is written when it is about something new and at each tenth of the way.
-    TextReporter(terminal::Console & console, bool colour, bool live)
-        : console_(console), colour_(colour), live_(live) {}
+    // line of progress is written when it is about something new and at each tenth of the way. The clock is the PC's.
+    TextReporter(terminal::Console & console, bool colour, bool live, machine::Clock const & clock)
+        : console_(console), colour_(colour), live_(live), progress_(clock) {}
 
     void runStarted(RunStart const & run) override;
     void testStarted(std::string const & test, DeviceReport const & device) override;
@@ -33,11 +33,6 @@ public:
     bool outputLost() const override { return lost_; }
 
 private:
-    struct Progress {
-        std::string key;
-        std::string text;
-        std::optional<int> percent;
-    };
     enum class Colour { None, Red, Yellow, Green, Faint };
 
     static Colour colourOf(TestResult const & result);
@@ -46,7 +41,6 @@ private:
     void write(std::string_view text); // whole lines, after the progress line was taken away
     void writeLabelled(Colour colour, std::string_view label, std::string_view text);
     std::string hanging(std::string_view text, std::size_t indent) const; // its lines after the first indented
-    std::string progressText() const;
     void showProgress();
 
     terminal::Console & console_;
@@ -54,8 +48,8 @@ private:
     bool live_;
     bool lost_ = false;
     bool onlyOneDevice_ = false;
-    bool progressIsShown_ = false; // the cursor stands behind a progress line
-    Progress progress_;
+    ProgressLine progress_;
+    std::string shownProgress_; // the cursor stands behind this line
     EventCounts testCounts_;
     EventCounts runCounts_;
 };

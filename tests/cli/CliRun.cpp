@@ -24,6 +24,7 @@ TestResult entry(tkit5::DiagDevice const & device) {
 
 tkit5::Test * portTest = nullptr;
 tkit5::Test * wholeBus = nullptr;
+tkit5::Test * rewrite = nullptr;
 
 void moduleInit() {
     ++calls().moduleInits;
@@ -33,6 +34,9 @@ void moduleInit() {
         ->addParameter(count)
         ->addParameter(DiagModule::createParameter("Share", DataType::PERCENT, "", false, true));
     wholeBus->addParameter(count);
+    for (char const * name : {"PerformWritePerformance", "PreserveAndRestoreData", "PromptEnable"}) {
+        rewrite->addParameter(DiagModule::createParameter(name, DataType::BOOLEAN, "", false, true));
+    }
 }
 
 void declareTests() {
@@ -49,6 +53,7 @@ void declareTests() {
         ->setSupportsParallelTesting(false)
         ->setDestructive(true);
     DiagModule::createTest("Absent", DeviceCapability::USBMassStorage(), nullptr);
+    rewrite = DiagModule::createTest("Rewrite", DeviceCapability::USBMassStorage(), entry)->setDestructive(true);
     found = DiagModule::createEvent("FOUND");
     DiagModule::setVersion(6, 5, "000000001");
     DiagModule::setModuleInitCallback(moduleInit);

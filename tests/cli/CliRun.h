@@ -30,7 +30,8 @@ struct CliResult {
 
 // Forgets earlier calls, then runs in English. The tests that there are: PortTest for USB devices with a parent port
 // that are not of vendor 2034, with the parameters Text, Flag, Count and Share; WholeBus with the parameter Count;
-// Overwrite, destructive, for USB disks that the program does not run from; Absent, declared without an entry.
+// Overwrite, destructive, for USB disks that the program does not run from; Absent, declared without an entry; Rewrite,
+// destructive, for USB disks, with the parameters that tell what becomes of the data.
 CliResult runCli(std::vector<std::string> arguments, FakeConsole & console);
 CliResult runCli(std::vector<std::string> arguments);
 

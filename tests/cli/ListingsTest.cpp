@@ -42,12 +42,6 @@ TEST(Listings, DevicesWithTheReasonsOfOneTest) {
                  listed({"devices", "--machine", "findings", "--test", "PortTest"}).output);
 }
 
-TEST(Listings, TopologyOfTheBundledDesktopSaysThatItIsBundled) {
-    std::string const output = listed({"topology"}).output;
-    EXPECT_NE(output.find("A PC that comes with this program"), std::string::npos);
-    expectGolden(golden("topology-desktop.txt"), output);
-}
-
 TEST(Listings, TopologyOfAPcWithFindings) {
     expectGolden(golden("topology-findings.txt"), listed({"topology", "--machine", "findings"}).output);
 }

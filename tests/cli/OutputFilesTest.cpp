@@ -98,8 +98,8 @@ TEST_F(OutputFiles, TraceDoesNotChangeWhatIsSeen) {
 TEST_F(OutputFiles, TwoTracesOfOnePcAreTheSameBytes) {
     std::string const first = temporaryName(".1.jsonl");
     std::string const second = temporaryName(".2.jsonl");
-    runCli({"run", "PortTest", "--trace-io", first});
-    runCli({"run", "PortTest", "--trace-io", second});
+    runCli({"run", "PortTest", "--machine", "findings", "--trace-io", first});
+    runCli({"run", "PortTest", "--machine", "findings", "--trace-io", second});
     EXPECT_EQ(contentsOf(first), contentsOf(second));
     EXPECT_NE(contentsOf(first), "");
 }

@@ -7,12 +7,14 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <sstream>
 #include <stdexcept>
 
 namespace test {
 namespace {
 
+using namespace std::chrono_literals;
 using Json = nlohmann::json;
 using tkit5::DiagDevice;
 using tkit5::DiagModule;
@@ -219,6 +221,20 @@ TEST_F(Run, NothingIsTestedThatNobodyWouldRead) {
     console.loseOutputAfter(0);
     EXPECT_EQ(runCli({"run", "PortTest", "--machine", threeDevices()}, console).code, 8);
     EXPECT_TRUE(calls().devices.empty());
+}
+
+TEST_F(Run, ProgressOnATerminalGoesByThePcsClock) {
+    calls().behaviour = [](DiagDevice const &) {
+        machine::current().clock().sleep(10s);
+        DiagModule::percentDone(25);
+        return TestResult::PASS();
+    };
+    std::string const pc = pcFile(device(1, "A"));
+    FakeConsole terminal;
+    terminal.beTerminal();
+    std::string const output = runCli({"run", "PortTest", "--machine", pc}, terminal).output;
+    EXPECT_NE(output.find("   25 %  30 s left\r"), std::string::npos) << output;
+    EXPECT_NE(runCli({"run", "PortTest", "--machine", pc}).output.find("  progress  25 %\n"), std::string::npos);
 }
 
 TEST_F(Run, ExceptionOfATestPassesThroughAfterTheReportHasEnded) {

@@ -3,14 +3,17 @@
 check_program.py PROGRAM
 """
 
+import fcntl
 import json
 import os
 import pty
+import random
 import re
 import signal
 import subprocess
 import sys
 import tempfile
+import termios
 import time
 import unittest
 
@@ -57,22 +60,79 @@ def big_pc(devices):
     return file
 
 
-def on_terminal(*arguments, **more):
-    """Output and exit code of a run whose standard streams are a terminal."""
-    outer, inner = pty.openpty()
-    process = subprocess.Popen([PROGRAM, *arguments], stdin=inner, stdout=inner, stderr=inner, env=environment(**more))
-    os.close(inner)
+class Stick:
+    """The file of a PC with one stick, whose bytes are in a file of their own. On measured time a pass takes its half
+    minute and ends only by a stop; on virtual time it is over at once."""
+
+    SECTORS = 10 * 1024 + 1  # ten transfers and a rest
+
+    def __init__(self, timing):
+        self.folder = tempfile.TemporaryDirectory()
+        self.image = os.path.join(self.folder.name, "stick.img")
+        self.before = random.Random(1).randbytes(self.SECTORS * 512)
+        with open(self.image, "wb") as file:
+            file.write(self.before)
+        rates = {"readRate": 1, "writeRate": 1} if timing == "virtual" else {}
+        disk = {"instanceId": "DISK\\STICK", "name": "Test Stick", "serialNumber": "T1", "image": self.image, **rates}
+        port = {
+            "port": 1,
+            "protocols": ["1.1", "2.0"],
+            "speed": "high",
+            "device": {"instanceId": "USB\\STICK", "disk": disk},
+        }
+        controller = {"instanceId": "PCI\\1", "rootHub": {"portCount": 2, "ports": [port]}}
+        self.name = os.path.join(self.folder.name, "pc.json")
+        with open(self.name, "w") as file:
+            json.dump({"name": "Stick PC", "timing": timing, "controllers": [controller]}, file)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.folder.cleanup()
+
+    def write_test(self, preserve=True):
+        settings = ["PerformWritePerformance=true", "MaxTestRunTime=30", "USB20WriteThresholdPercent=1"]
+        if preserve:
+            settings += ["PreserveAndRestoreData=true", "PromptEnable=true"]
+        command = ["run", "USBStoragePerformanceTest", "--machine", self.name, "--device", "DISK\\STICK",
+                   "--allow-destructive", "--answer", "yes"]
+        return command + [word for setting in settings for word in ("--set", setting)]
+
+    def is_as_it_was(self):
+        with open(self.image, "rb") as file:
+            return file.read() == self.before
+
+
+def read_until(descriptor, wanted):
+    """What comes out of a pipe or terminal up to the wanted piece; the empty piece asks for all there is."""
     output = b""
-    while True:
+    while not wanted or wanted not in output:
         try:
-            piece = os.read(outer, 65536)
+            piece = os.read(descriptor, 65536)
         except OSError:  # how a terminal says that nobody is on the other side any more
             break
         if not piece:
             break
         output += piece
+    return output.decode()
+
+
+def start_on_terminal(*arguments, **more):
+    """A process whose terminal this is, and our end of it."""
+    outer, inner = pty.openpty()
+    process = subprocess.Popen([PROGRAM, *arguments], stdin=inner, stdout=inner, stderr=inner, env=environment(**more),
+                               start_new_session=True, preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
+    os.close(inner)
+    return process, outer
+
+
+def on_terminal(*arguments, **more):
+    """Output and exit code of a run whose standard streams are a terminal."""
+    process, outer = start_on_terminal(*arguments, **more)
+    output = read_until(outer, b"")
     os.close(outer)
-    return output.decode(), process.wait(LIMIT)
+    return output, process.wait(LIMIT)
 
 
 class Streams(unittest.TestCase):
@@ -87,7 +147,7 @@ class Streams(unittest.TestCase):
     def test_exit_code_is_the_verdict(self):
         speed = ["run", "USBConnectionSpeedVerificationTest", "--machine", "findings"]
         self.assertEqual(run(*speed, "--set", "desiredVerificationSpeed=MAX").returncode, 1)
-        self.assertEqual(run("run", "USBStoragePerformanceTest").returncode, 6)
+        self.assertEqual(run("run", "USBStoragePerformanceTest").returncode, 5)
 
     def test_two_runs_print_the_same_bytes(self):
         for more in ([], ["--format", "jsonl", "--log-level", "1"]):
@@ -193,7 +253,76 @@ class Stops(unittest.TestCase):
         self.assertEqual(result.returncode, 0)
 
 
+class StopsWhileDataIsOverwritten(unittest.TestCase):
+    def stopped_in_the_write_pass(self, stop):
+        with Stick("measured") as stick:
+            process = start(*stick.write_test(), "--format", "jsonl", stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+            while b"CURRENT_WRITE_PERFORMANCE" not in process.stdout.readline():
+                self.assertIsNone(process.poll())
+            stop(process)
+            output = b"" if process.stdout.closed else process.stdout.read()
+            process.stdin.close()
+            self.assertEqual(process.wait(LIMIT), 8)
+            process.stdout.close()
+            self.assertTrue(stick.is_as_it_was())
+            return output
+
+    def test_signals_let_the_transfer_in_hand_be_put_back(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            output = self.stopped_in_the_write_pass(lambda process: process.send_signal(number))
+            last = json.loads(output.splitlines()[-1])
+            self.assertEqual((last["type"], last["stopped"]), ("runEnd", True), number)
+
+    def test_impatience_changes_nothing(self):
+        def hammer(process):
+            for _ in range(50):
+                if process.poll() is None:
+                    process.send_signal(signal.SIGINT)
+                time.sleep(0.001)
+
+        for _ in range(5):
+            output = self.stopped_in_the_write_pass(hammer)
+            self.assertEqual(json.loads(output.splitlines()[-1])["type"], "runEnd")
+
+    def test_reader_that_goes_away_and_host_that_asks_are_stops_too(self):
+        self.stopped_in_the_write_pass(lambda process: process.stdout.close())
+        self.stopped_in_the_write_pass(lambda process: process.stdin.write(b'{"type":"stop"}\n'))
+
+    def test_closed_terminal_is_a_stop(self):
+        with Stick("measured") as stick:
+            process, outer = start_on_terminal(*stick.write_test())
+            self.assertIn("Writing at", read_until(outer, b"Writing at"))
+            os.close(outer)
+            self.assertEqual(process.wait(LIMIT), 8)
+            self.assertTrue(stick.is_as_it_was())
+
+    def test_ctrl_c_on_the_terminal(self):
+        with Stick("measured") as stick:
+            process, outer = start_on_terminal(*stick.write_test())
+            read_until(outer, b"Writing at")
+            os.write(outer, b"\x03")
+            rest = read_until(outer, b"")
+            os.close(outer)
+            self.assertEqual(process.wait(LIMIT), 8)
+            self.assertIn("The run was stopped before the end.", rest)
+            self.assertTrue(stick.is_as_it_was())
+
+
 class Terminal(unittest.TestCase):
+    def test_progress_is_one_line_with_the_time_that_is_left(self):
+        with Stick("virtual") as stick:
+            output, _ = on_terminal(*stick.write_test())
+        self.assertRegex(output, "\r\x1b\\[K  +50 %  Writing at 1.00 MB/s, [0-9]+ s left\r\x1b\\[K")
+        left_standing = [line.rsplit("\r\x1b[K", 1)[-1] for line in output.split("\r\n")]
+        self.assertEqual([line for line in left_standing if "Writing at" in line], [])
+
+    def test_progress_needs_no_control_sequences(self):
+        with Stick("virtual") as stick:
+            output, _ = on_terminal(*stick.write_test(), TERM="dumb")
+            self.assertNotIn("\x1b", output)
+            self.assertNotIn("\r", output.replace("\r\n", "\n"))
+            self.assertEqual(output.count("progress"), 12)
+
     def test_terminal_has_colours(self):
         output, code = on_terminal("topology", "--machine", "findings")
         self.assertEqual(code, 0)

@@ -113,12 +113,69 @@ TEST_F(DeviceIoControlTest, OnlyHubQueriesAreBounded) {
     EXPECT_EQ(limits[1], std::nullopt);
 }
 
+TEST_F(DeviceIoControlTest, AnOverlappedControlIsBoundedOnAnOverlappedHandleOnly) {
+    std::vector<std::optional<machine::Duration>> limits;
+    pc_.answer = [&limits](auto, auto, auto, std::optional<machine::Duration> limit) {
+        limits.push_back(limit);
+        return Transfer{};
+    };
+    kernel::HANDLE const overlappedHandle = kernel::CreateFileW(u"\\\\?\\device", 0, 0, nullptr, kernel::OPEN_EXISTING,
+                                                                kernel::FILE_FLAG_OVERLAPPED, nullptr);
+    kernel::OVERLAPPED overlapped{};
+    auto const control = [&](kernel::HANDLE handle, std::uint32_t code, kernel::OVERLAPPED * record) {
+        kernel::DeviceIoControl(handle, code, nullptr, 0, nullptr, 0, nullptr, record);
+    };
+    control(overlappedHandle, diskControl, &overlapped);
+    control(overlappedHandle, diskControl, nullptr);
+    control(handle_, diskControl, &overlapped);
+    control(overlappedHandle, hubControl, &overlapped);
+    EXPECT_EQ(limits, (std::vector<std::optional<machine::Duration>>{std::chrono::seconds(10), std::nullopt,
+                                                                     std::nullopt, std::chrono::seconds(5)}));
+    kernel::CloseHandle(overlappedHandle);
+}
+
 TEST_F(DeviceIoControlTest, AnOverlappedRecordReceivesTheOutcome) {
     pc_.answer = [](auto, auto, auto, auto) { return Transfer{0, 2}; };
     kernel::OVERLAPPED overlapped{};
+    overlapped.Internal = 99;
     std::array<std::uint8_t, 4> buffer{};
     EXPECT_TRUE(kernel::DeviceIoControl(handle_, diskControl, nullptr, 0, buffer.data(), 4, nullptr, &overlapped));
+    EXPECT_EQ(overlapped.Internal, 0U);
     EXPECT_EQ(overlapped.InternalHigh, 2U);
+    std::uint32_t moved = 0;
+    EXPECT_TRUE(kernel::GetOverlappedResult(handle_, &overlapped, &moved, true));
+    EXPECT_EQ(moved, 2U);
+}
+
+class OverlappedControlTest : public DeviceIoControlTest {
+protected:
+    OverlappedControlTest() { overlapped_.hEvent = kernel::CreateEventW(nullptr, true, false, nullptr); }
+    ~OverlappedControlTest() override { kernel::CloseHandle(overlapped_.hEvent); }
+
+    bool control() {
+        return kernel::DeviceIoControl(handle_, diskControl, nullptr, 0, nullptr, 0, nullptr, &overlapped_);
+    }
+    bool isSet() const { return kernel::WaitForSingleObject(overlapped_.hEvent, 0) == kernel::WAIT_OBJECT_0; }
+
+    kernel::OVERLAPPED overlapped_{};
+};
+
+TEST_F(OverlappedControlTest, ItsEventIsSetWhenItEnds) {
+    EXPECT_TRUE(control());
+    EXPECT_TRUE(isSet());
+}
+
+TEST_F(OverlappedControlTest, ItsEventIsResetAtTheStartAndAFailureLeavesItSo) {
+    kernel::SetEvent(overlapped_.hEvent);
+    bool setMeanwhile = true;
+    pc_.answer = [&](auto, auto, auto, auto) {
+        setMeanwhile = isSet();
+        return Transfer{kernel::ERROR_SEM_TIMEOUT, 0};
+    };
+    EXPECT_FALSE(control());
+    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_SEM_TIMEOUT);
+    EXPECT_FALSE(setMeanwhile);
+    EXPECT_FALSE(isSet());
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+#include "ScriptedMachine.h"
 #include "kernel.h"
 
 #include <gtest/gtest.h>
@@ -20,7 +21,13 @@ TEST(LastErrorTest, EachThreadHasItsOwn) {
     EXPECT_EQ(kernel::GetLastError(), 5U);
 }
 
-TEST(GlobalAllocTest, GivesZeroFilledMemory) {
+class GlobalAllocTest : public testing::Test {
+protected:
+    support::ScriptedMachine pc_;
+    machine::InUse inUse_{pc_};
+};
+
+TEST_F(GlobalAllocTest, GivesZeroFilledMemory) {
     kernel::SetLastError(7);
     void * const memory = kernel::GlobalAlloc(kernel::GPTR, 4096);
     ASSERT_NE(memory, nullptr);
@@ -30,11 +37,21 @@ TEST(GlobalAllocTest, GivesZeroFilledMemory) {
     EXPECT_EQ(kernel::GetLastError(), 7U);
 }
 
-TEST(GlobalAllocTest, NoBytesAreABlockToo) {
+TEST_F(GlobalAllocTest, NoBytesAreABlockToo) {
     void * const memory = kernel::GlobalAlloc(kernel::GPTR, 0);
     EXPECT_NE(memory, nullptr);
     EXPECT_EQ(kernel::GlobalFree(memory), nullptr);
     EXPECT_EQ(kernel::GlobalFree(nullptr), nullptr);
+}
+
+TEST_F(GlobalAllocTest, AShortageOfMemoryIsAFailure) {
+    pc_.shortage = machine::Resource::Memory;
+    EXPECT_EQ(kernel::GlobalAlloc(kernel::GPTR, 16), nullptr);
+    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_NOT_ENOUGH_MEMORY);
+    pc_.shortage = machine::Resource::Event; // which memory does not ask for
+    void * const memory = kernel::GlobalAlloc(kernel::GPTR, 16);
+    EXPECT_NE(memory, nullptr);
+    kernel::GlobalFree(memory);
 }
 
 TEST(ErrorModeTest, SettingItReturnsTheModeBefore) {

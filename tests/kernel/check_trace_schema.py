@@ -30,9 +30,27 @@ for line in lines:
     if validator.is_valid(unknown):
         problems.append(f"{line} is still valid with a member that is unknown")
 
-seen = {line["call"] for line in lines}
-if seen != {"open", "control", "close", "wait"}:
-    problems.append(f"the sample shows only {sorted(seen)}")
+# Each kind of line with the member that tells it from others of its call.
+kinds = {
+    ("open", "handle"),
+    ("open", "error"),
+    ("control", "name"),
+    ("read", "moved"),
+    ("read", "transfer"),
+    ("write", "moved"),
+    ("write", "transfer"),
+    ("flush", "error"),
+    ("waitTransfer", "moved"),
+    ("waitTransfer", "pending"),
+    ("cancelTransfer", "transfer"),
+    ("close", "handle"),
+    ("wait", "seconds"),
+}
+seen = {(line["call"], member) for line in lines for member in line}
+for call, member in sorted(kinds - seen):
+    problems.append(f"the sample shows no {call} with {member}")
+for call in sorted({line["call"] for line in lines} - {call for call, _ in kinds}):
+    problems.append(f"{call} is no call that is known")
 
 print("\n".join(problems) or f"{len(lines)} lines follow the schema")
 sys.exit(1 if problems else 0)

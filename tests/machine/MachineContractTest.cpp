@@ -14,8 +14,10 @@ using machine::DeviceTree;
 using machine::NodeId;
 using machine::noNode;
 
-machine::Opened MachineContract::open(std::u16string_view path, std::uint32_t access, std::uint32_t share) {
-    return pc->open({.path = path, .access = access, .share = share, .disposition = kernel::OPEN_EXISTING, .flags = 0});
+machine::Opened MachineContract::open(std::u16string_view path, std::uint32_t access, std::uint32_t share,
+                                      std::uint32_t flags) {
+    return pc->open(
+        {.path = path, .access = access, .share = share, .disposition = kernel::OPEN_EXISTING, .flags = flags});
 }
 
 std::u16string MachineContract::aController() const {
@@ -26,6 +28,10 @@ std::u16string MachineContract::aController() const {
         }
     }
     return {};
+}
+
+ContractSubject describedSubject(std::string name, std::string file) {
+    return {std::move(name), [file = std::move(file)] { return support::describedPc(support::machineFile(file)); }};
 }
 
 namespace {
@@ -189,14 +195,11 @@ TEST_P(MachineContract, DisksAndOnlyDisksHaveDiskFacts) {
     }
 }
 
-ContractSubject described(std::string name, std::string file) {
-    return {std::move(name), [file = std::move(file)] { return support::describedPc(support::machineFile(file)); }};
-}
-
 INSTANTIATE_TEST_SUITE_P(Simulated, MachineContract,
-                         testing::Values(described("Desktop", "desktop-usb3-nested-hubs.json"),
-                                         described("Laptop", "laptop-ten-port-hub.json"),
-                                         described("Board", "single-board-card-reader.json")),
+                         testing::Values(describedSubject("Desktop", "desktop-usb3-nested-hubs.json"),
+                                         describedSubject("Laptop", "laptop-ten-port-hub.json"),
+                                         describedSubject("Board", "single-board-card-reader.json"),
+                                         describedSubject("Stick", "superspeed-stick.json")),
                          [](auto const & instance) { return instance.param.name; });
 
 } // namespace

@@ -3,6 +3,8 @@
 
 #include "PcBuilder.h"
 
+#include "support/FakeConsole.h"
+
 #include <map>
 #include <string>
 #include <vector>
@@ -36,6 +38,8 @@ struct HostView {
 
 // `nuvrusb run TEST --machine <the description> --format jsonl ARGUMENTS...`
 HostView runTest(std::string const & test, Json const & pc, std::vector<std::string> const & arguments = {});
+HostView runTest(std::string const & test, Json const & pc, std::vector<std::string> const & arguments,
+                 FakeConsole & console); // with what the host types
 
 // The same on a PC of the machines folder.
 HostView runTestOnBundled(std::string const & test, std::string const & file,

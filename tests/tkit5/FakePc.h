@@ -25,6 +25,8 @@ public:
     machine::Opened open(machine::OpenRequest const &) override { return {.file = nullptr, .error = 2}; }
     machine::DeviceTree const & devices() const override { return tree_; }
     FakeClock & clock() override { return clock_; }
+    std::vector<std::u16string> volumes() const override { return {}; }
+    std::uint32_t take(machine::Resource) override { return 0; }
     bool portDoesSuperSpeedPlus(std::u16string_view, std::uint32_t) const override { return false; }
 
 private:

@@ -274,7 +274,7 @@ protected:
     }
     void TearDown() override { session_.reset(); }
 
-    tkit5::TextReporter text_{console_, false, false};
+    tkit5::TextReporter text_{console_, false, false, pc_.clock()};
 };
 
 TEST_F(PersonTest, SeesTheQuestionAndTheWaysToAnswer) {

@@ -1,7 +1,9 @@
 #include "tkit5/TextReporter.h"
+#include "FakePc.h"
 #include "support/FakeConsole.h"
 #include "support/Golden.h"
 
+#include <chrono>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -10,6 +12,7 @@ namespace {
 
 using namespace tkit5;
 using test::FakeConsole;
+using namespace std::chrono_literals;
 
 DeviceReport device(std::string const & name) {
     return {.identifier = "USB\\VID_0781", .name = name, .description = {}, .osLocator = {}, .capabilities = {"USB"}};
@@ -68,13 +71,18 @@ void tellAll(Reporter & reporter) {
     reporter.runEnded("SpeedTest", TestResult::FAIL(), true);
 }
 
+class TextReporterTest : public testing::Test {
+protected:
+    test::FakeClock clock_;
+};
+
 std::string golden(std::string const & file) {
     return std::string(GOLDEN_DIR) + "/" + file;
 }
 
-TEST(TextReporterTest, PipedRunIsPlainLines) {
+TEST_F(TextReporterTest, PipedRunIsPlainLines) {
     FakeConsole console;
-    TextReporter reporter(console, false, false);
+    TextReporter reporter(console, false, false, clock_);
     tellAll(reporter);
 
     test::expectGolden(golden("piped.txt"), console.output());
@@ -82,44 +90,44 @@ TEST(TextReporterTest, PipedRunIsPlainLines) {
     EXPECT_EQ(console.output().find('\r'), std::string::npos);
 }
 
-TEST(TextReporterTest, RunOnATerminalIsColouredWrappedAndShowsProgressInPlace) {
+TEST_F(TextReporterTest, RunOnATerminalIsColouredWrappedAndShowsProgressInPlace) {
     FakeConsole console;
     console.beTerminal(60);
-    TextReporter reporter(console, true, true);
+    TextReporter reporter(console, true, true, clock_);
     tellAll(reporter);
 
     test::expectGolden(golden("terminal.txt"), console.output());
 }
 
-TEST(TextReporterTest, TerminalWithoutColourHasNone) {
+TEST_F(TextReporterTest, TerminalWithoutColourHasNone) {
     FakeConsole console;
     console.beTerminal();
-    TextReporter reporter(console, false, true);
+    TextReporter reporter(console, false, true, clock_);
     tellAll(reporter);
 
     EXPECT_EQ(console.output().find("\x1b[3"), std::string::npos);
     EXPECT_NE(console.output().find("\r\x1b[K"), std::string::npos);
 }
 
-TEST(TextReporterTest, SameRunGivesTheSameBytes) {
+TEST_F(TextReporterTest, SameRunGivesTheSameBytes) {
     FakeConsole first;
     FakeConsole second;
-    TextReporter a(first, true, true);
-    TextReporter b(second, true, true);
+    TextReporter a(first, true, true, clock_);
+    TextReporter b(second, true, true, clock_);
     tellAll(a);
     tellAll(b);
 
     EXPECT_EQ(first.output(), second.output());
 }
 
-TEST(TextReporterTest, EveryVerdictIsExplained) {
+TEST_F(TextReporterTest, EveryVerdictIsExplained) {
     std::string explained;
     for (TestResult const & result :
          {TestResult::PASS(), TestResult::FAIL(), TestResult::WARN(), TestResult::NODEVICE(), TestResult::NOMEDIA(),
           TestResult::BADPARAMS(), TestResult::CANNOTRUN(), TestResult::DEVICEBUSY(), TestResult::USERABORTED(),
           TestResult::INTERNALERROR(), TestResult::MISCONFIGURED(), TestResult::EXITEDABNORMALLY()}) {
         FakeConsole console;
-        TextReporter reporter(console, true, false);
+        TextReporter reporter(console, true, false, clock_);
         reporter.runEnded("SpeedTest", result, false);
         explained += console.output();
     }
@@ -127,9 +135,9 @@ TEST(TextReporterTest, EveryVerdictIsExplained) {
     test::expectGolden(golden("verdicts.txt"), explained);
 }
 
-TEST(TextReporterTest, SingleDeviceHasOneResultLine) {
+TEST_F(TextReporterTest, SingleDeviceHasOneResultLine) {
     FakeConsole console;
-    TextReporter reporter(console, false, false);
+    TextReporter reporter(console, false, false, clock_);
     reporter.runStarted(run(1));
     reporter.testStarted("SpeedTest", device("USB ports"));
     reporter.testEnded("SpeedTest", device("USB ports"), TestResult::PASS());
@@ -143,9 +151,9 @@ TEST(TextReporterTest, SingleDeviceHasOneResultLine) {
                                 "Everything that was tested is in order.\n");
 }
 
-TEST(TextReporterTest, CountsAreThoseOfOneRun) {
+TEST_F(TextReporterTest, CountsAreThoseOfOneRun) {
     FakeConsole console;
-    TextReporter reporter(console, false, false);
+    TextReporter reporter(console, false, false, clock_);
     reporter.event(raised(Severity::Error, "KEY", "Text."));
     reporter.runStarted(run(0));
     reporter.runEnded("SpeedTest", TestResult::NODEVICE(), false);
@@ -153,9 +161,9 @@ TEST(TextReporterTest, CountsAreThoseOfOneRun) {
     EXPECT_NE(console.output().find("Result: NODEVICE\n"), std::string::npos);
 }
 
-TEST(TextReporterTest, NameFromADeviceCannotSteerTheTerminal) {
+TEST_F(TextReporterTest, NameFromADeviceCannotSteerTheTerminal) {
     FakeConsole console;
-    TextReporter reporter(console, false, false);
+    TextReporter reporter(console, false, false, clock_);
     reporter.testStarted("SpeedTest", device("a\x1b[2J\nb"));
     reporter.event(raised(Severity::Error, "KEY", "\x1b[31m\xFF is slow."));
 
@@ -164,43 +172,95 @@ TEST(TextReporterTest, NameFromADeviceCannotSteerTheTerminal) {
                                 "           KEY, speed.cpp:1234\n");
 }
 
-TEST(TextReporterTest, LongProgressLineIsCutToTheWidth) {
+TEST_F(TextReporterTest, ProgressOnATerminalIsRewrittenInPlaceWithTheTimeThatIsLeft) {
     FakeConsole console;
-    console.beTerminal(20);
-    TextReporter reporter(console, false, true);
-    reporter.progress(reading("1234567890.00"));
+    console.beTerminal();
+    TextReporter reporter(console, false, true, clock_);
+    reporter.testStarted("SpeedTest", device("Stick"));
+    std::size_t const before = console.output().size();
+    clock_.sleep(10s);
+    reporter.progress(reading("30.00"));
+    reporter.percentDone(25);
+    clock_.sleep(2s);
+    reporter.progress(reading("31.00"));
+    reporter.event(raised(Severity::Warning, "KEY", "Text."));
 
-    EXPECT_EQ(console.output(), "  Reading at 123...");
+    EXPECT_EQ(console.output().substr(before), "  Reading at 30.00 MB/s"
+                                               "\r\x1b[K   25 %  Reading at 30.00 MB/s, 30 s left"
+                                               "\r\x1b[K   25 %  Reading at 31.00 MB/s, 28 s left"
+                                               "\r\x1b[K  warning  Text.\n"
+                                               "           KEY, speed.cpp:1234\n");
 }
 
-TEST(TextReporterTest, PipedProgressIsALineATenth) {
+TEST_F(TextReporterTest, ProgressThatLooksTheSameIsNotWrittenAgain) {
     FakeConsole console;
-    TextReporter reporter(console, false, false);
+    console.beTerminal();
+    TextReporter reporter(console, false, true, clock_);
+    for (int transfer = 0; transfer < 100; ++transfer) {
+        reporter.progress(reading("30.00"));
+        reporter.percentDone(10);
+    }
+
+    EXPECT_EQ(console.writes(), 2U);
+}
+
+TEST_F(TextReporterTest, ProgressLineNeverReachesTheLastColumn) {
+    FakeConsole console;
+    console.beTerminal(40);
+    TextReporter reporter(console, false, true, clock_);
+    reporter.testStarted("SpeedTest", device("Stick"));
+    clock_.sleep(10s);
+    reporter.percentDone(25);
+    reporter.progress(reading("1234567890.00"));
+
+    EXPECT_TRUE(console.output().ends_with("\r\x1b[K   25 %  Reading at 12345..., 30 s left")) << console.output();
+    std::string const line = console.output().substr(console.output().rfind("\x1b[K") + 3);
+    EXPECT_EQ(line.size(), 39U);
+}
+
+TEST_F(TextReporterTest, StopShowsBeforeTheTestCanEnd) {
+    FakeConsole console;
+    console.beTerminal();
+    TextReporter reporter(console, false, true, clock_);
+    console.requestStop();
+    reporter.progress(reading("30.00"));
+
+    EXPECT_EQ(console.output(), "  Reading at 30.00 MB/s, stopping");
+}
+
+TEST_F(TextReporterTest, TimeAtAQuestionDoesNotCount) {
+    FakeConsole console;
+    console.beTerminal();
+    TextReporter reporter(console, false, true, clock_);
+    reporter.testStarted("SpeedTest", device("Stick"));
+    clock_.sleep(10s);
+    reporter.messageBoxShown({.id = 1, .title = "T", .message = "M", .options = MessageBox2_Options::YesNo});
+    clock_.sleep(1h);
+    reporter.messageBoxClosed(1, MessageBox2_Return::Yes);
+    reporter.percentDone(50);
+
+    EXPECT_TRUE(console.output().ends_with("   50 %  10 s left")) << console.output();
+}
+
+TEST_F(TextReporterTest, PipedProgressIsALineATenth) {
+    FakeConsole console;
+    TextReporter reporter(console, false, false, clock_);
     reporter.progress(reading("1.00"));
     for (int percent = 0; percent <= 25; ++percent) {
+        clock_.sleep(1s);
         reporter.percentDone(percent);
         reporter.progress(reading(std::to_string(percent)));
     }
 
     EXPECT_EQ(console.output(), "  progress Reading at 1.00 MB/s\n"
-                                "  progress   0 %  Reading at 1.00 MB/s\n"
                                 "  progress  10 %  Reading at 9 MB/s\n"
                                 "  progress  20 %  Reading at 19 MB/s\n");
 }
 
-TEST(TextReporterTest, PercentOutsideItsRangeIsBroughtIntoIt) {
-    FakeConsole console;
-    TextReporter reporter(console, false, false);
-    reporter.percentDone(-5);
-    reporter.percentDone(300);
-
-    EXPECT_EQ(console.output(), "  progress   0 %\n  progress 100 %\n");
-}
-
-TEST(TextReporterTest, LostOutputIsRememberedAndNothingMoreIsTried) {
+TEST_F(TextReporterTest, LostOutputIsRememberedAndNothingMoreIsTried) {
     FakeConsole console;
     console.loseOutputAfter(0);
-    TextReporter reporter(console, false, false);
+    TextReporter reporter(console, false, false, clock_);
     EXPECT_FALSE(reporter.outputLost());
     reporter.runStarted(run(1));
     reporter.runEnded("SpeedTest", TestResult::PASS(), false);

@@ -1,12 +1,14 @@
-// The state of a simulated PC: its device tree, its hubs and controllers, and the paths that open them.
+// The state of a simulated PC: its device tree, its hubs, controllers and disks, and the paths that open them.
 #pragma once
 
 #include "Description.h"
+#include "DiskState.h"
 #include "FaultSchedule.h"
 #include "kernel/UsbRecords.h"
 #include "machine/DeviceTree.h"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -40,12 +42,13 @@ struct ControllerState {
     FaultSchedule faults;
 };
 
-// What can be opened by a path. Anything but a controller or a hub answers no I/O control.
+// What can be opened by a path. Other devices answer no I/O control.
 struct Openable {
-    enum class Kind : std::uint8_t { Controller, Hub, Other };
+    enum class Kind : std::uint8_t { Controller, Hub, Disk, Volume, VolumeFile, Other };
 
     Kind kind = Kind::Other;
-    std::uint32_t index = 0; // into Bus::controllers or Bus::hubs
+    std::uint32_t index = 0;  // into Bus::controllers, Bus::hubs or Bus::disks
+    std::uint32_t volume = 0; // of a volume or a file on it: into its disk's volumes
     std::optional<std::uint32_t> openError;
 
     // Opens under way, as Windows counts them for its share modes.
@@ -60,6 +63,7 @@ struct Bus {
     DeviceTree tree;
     std::vector<HubState> hubs;
     std::vector<ControllerState> controllers;
+    std::vector<std::shared_ptr<DiskState>> disks; // shared with transfers under way
     std::vector<std::u16string> companionHubs;
     std::vector<Openable> openables;
     std::unordered_map<std::u16string, std::uint32_t> byPath; // by pathKey, into openables

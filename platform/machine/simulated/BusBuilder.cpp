@@ -25,7 +25,7 @@ bool looksComposite(std::vector<Node> const & nodes) {
 
 class Builder {
 public:
-    explicit Builder(Description const & description) : counters_(description) {}
+    explicit Builder(Description const & description) : measured_(description.measured), counters_(description) {}
 
     void addController(Controller & controller, std::uint32_t number) {
         std::u16string path = controller.interfacePath.value_or(controllerPath(controller.facts.instanceId));
@@ -113,6 +113,7 @@ private:
     void addDisk(Disk & disk, std::u16string const & deviceSerialNumber, NodeId parent) {
         DiskFacts facts = std::move(disk.facts);
         facts.number = disk.number ? *disk.number : counters_.nextDiskNumber();
+        facts.inMemory = disk.store == nullptr;
         facts.serialNumber = disk.serialNumber.value_or(deviceSerialNumber);
 
         DeviceNode node;
@@ -121,8 +122,26 @@ private:
         node.friendlyName = std::move(disk.name);
         node.description = u"Disk drive";
         node.interfacePath = diskPath(facts.number);
-        openable(node.interfacePath, {});
+        node.hidden = disk.hidden;
+        auto const index = static_cast<std::uint32_t>(bus_.disks.size());
+        openable(node.interfacePath, {.kind = Openable::Kind::Disk, .index = index, .openError = disk.openError});
+        auto state = std::make_shared<DiskState>(std::move(disk), facts.number, measured_);
         bus_.tree.addDisk(parent, std::move(node), std::move(facts));
+        addVolumes(*state, index);
+        bus_.disks.push_back(std::move(state));
+    }
+
+    void addVolumes(DiskState & disk, std::uint32_t index) {
+        std::uint32_t number = 0;
+        for (VolumeState & volume : disk.volumes) {
+            volume.path = volume.described.name.value_or(volumePath(disk.number(), number));
+            openable(volume.path, {.kind = Openable::Kind::Volume, .index = index, .volume = number, .openError = {}});
+            if (volume.described.readyBoost) {
+                openable(volume.path + u"\\ReadyBoost.sfcache",
+                         {.kind = Openable::Kind::VolumeFile, .index = index, .volume = number, .openError = {}});
+            }
+            ++number;
+        }
     }
 
     void addNodes(std::vector<Node> & nodes, NodeId parent) {
@@ -168,6 +187,7 @@ private:
     }
 
     Bus bus_;
+    bool measured_;
     Counters counters_;
     std::uint16_t nextAddress_ = 1;
 };

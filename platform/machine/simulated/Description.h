@@ -2,7 +2,11 @@
 // members that the description leaves out; the simulated machine puts in what Windows would show.
 #pragma once
 
+#include "Window.h"
+#include "machine/Clock.h"
 #include "machine/DeviceTree.h"
+#include "machine/DiskStore.h"
+#include "machine/Machine.h"
 #include "machine/ScriptedUser.h"
 
 #include <cstdint>
@@ -37,13 +41,11 @@ struct OtherText {
 };
 struct Unterminated {}; // the name ends with the bytes returned, without a terminator
 
-// A fault of a hub or a controller. Every query that it is about is counted: the first "after" are answered truly, the
-// next "times" are struck, later ones are answered truly again.
+// A fault of a hub or a controller. Its window counts every query that it is about.
 struct Fault {
     Query query = Query::Connection;
     std::optional<std::uint32_t> port; // empty: every port
-    std::uint32_t after = 0;
-    std::optional<std::uint32_t> times; // empty: for ever
+    Window window;
     std::variant<FailsWith, Hangs, ReportsLength, OtherText, Unterminated> effect = Hangs{};
 };
 
@@ -63,12 +65,73 @@ struct Node {
     std::vector<Node> nodes;
 };
 
+enum class MediaState : std::uint8_t { Present, Absent, Loading, Unplugged };
+
+// The medium comes, goes or loads: at a time since the machine's start, or when the n-th transfer of the disk begins.
+struct MediaChange {
+    MediaState media = MediaState::Absent;
+    std::optional<Duration> at;
+    std::optional<std::uint32_t> atTransfer; // from 1; set where "at" is not
+};
+
+// What a fault of a disk strikes.
+enum class DiskCall : std::uint8_t { Open, Read, Write, Geometry, Length, CheckVerify, Eject, Load, Lock };
+
+struct Delays {
+    Duration by;
+};
+struct NeverEnds {
+    bool cancellable = true;
+};
+
+// Its window counts every call that it is about.
+struct DiskFault {
+    DiskCall call = DiskCall::Read;
+    std::uint64_t firstSector = 0; // of transfers: those that touch any of the sectors
+    std::uint64_t lastSector = UINT64_MAX;
+    std::optional<bool> overlapped; // only transfers of handles opened so; empty: of all
+    Window window;
+    std::variant<FailsWith, Delays, NeverEnds> effect = FailsWith{};
+};
+
+enum class Encryption : std::uint8_t { None, BitLocker, BitLockerToGo };
+
+struct Volume {
+    std::optional<std::u16string> name; // such as \\?\Volume{...}
+    std::uint64_t firstSector = 0;
+    std::uint64_t sectorCount = 0;
+    bool inUse = false; // somebody has files of it open, so that nobody can lock it
+    Encryption encryption = Encryption::None;
+    bool readyBoost = false;
+};
+
+// Bytes per second are those of a MB of 1,048,576 bytes.
+constexpr double bytesPerMegabyte = 1048576.0;
+
 struct Disk {
     std::u16string instanceId;
     std::u16string name; // the model
     std::optional<std::uint32_t> number;
     std::optional<std::u16string> serialNumber;
-    DiskFacts facts; // without number and serial number
+    DiskFacts facts; // without number, serial number, and whether it is in memory
+    bool hidden = false;
+    std::uint32_t sectorSize = 512;
+    std::optional<std::uint64_t> sectorCount;
+    double readRate = 40.0; // MB/s; above zero
+    double writeRate = 20.0;
+    Duration latency{};               // of each transfer
+    std::optional<std::string> image; // file or block device with its bytes, UTF-8
+    std::string imagePlace;           // of that member in the description, for error messages
+    std::shared_ptr<DiskStore> store; // its bytes, once the image is open; empty: memory
+    std::optional<std::uint64_t> seed;
+    MediaState media = MediaState::Present;
+    std::vector<MediaChange> mediaChanges;
+    bool removable = true;
+    bool readOnly = false;
+    bool sanitizing = false;
+    std::optional<std::uint32_t> openError; // of opens that ask for read or write access
+    std::vector<DiskFault> faults;
+    std::vector<Volume> volumes;
 };
 
 struct Hub;
@@ -134,8 +197,17 @@ struct Controller {
     RootHub rootHub;
 };
 
+// The PC runs out of something.
+struct Shortage {
+    Resource resource = Resource::Memory;
+    Window window;
+    std::uint32_t error = 0;
+};
+
 struct Description {
-    std::string name; // UTF-8
+    std::string name;      // UTF-8
+    bool measured = false; // on the real clock, and each disk as fast as what is behind it
+    std::vector<Shortage> shortages;
     std::optional<ScriptedUser> user;
     std::vector<Controller> controllers;
 };

@@ -17,8 +17,8 @@ namespace {
 
 using namespace simulated;
 
-constexpr std::string_view pcMembers[] = {"$schema",  "name",   "about", "source",
-                                          "supplied", "timing", "user",  "controllers"};
+constexpr std::string_view pcMembers[] = {"$schema", "name", "about",  "source",     "supplied",
+                                          "timing",  "user", "faults", "controllers"};
 constexpr ObjectKind pcKind{"a described PC", pcMembers};
 
 constexpr std::string_view userMembers[] = {"answers", "stopAtPoll", "stopAfterMilliseconds"};
@@ -43,7 +43,12 @@ constexpr NamedNumber answerNames[] = {
     {"no", number(ScriptedUser::Answer::No)},         {"retry", number(ScriptedUser::Answer::Retry)},
     {"cancel", number(ScriptedUser::Answer::Cancel)}, {"abort", number(ScriptedUser::Answer::Abort)}};
 
-constexpr NamedNumber timingNames[] = {{"virtual", 0}};
+constexpr NamedNumber timingNames[] = {{"virtual", 0}, {"measured", 1}};
+constexpr NamedNumber resourceNames[] = {{"allocate", static_cast<std::uint32_t>(Resource::Memory)},
+                                         {"createEvent", static_cast<std::uint32_t>(Resource::Event)}};
+
+constexpr std::string_view shortageMembers[] = {"call", "after", "times", "error"};
+constexpr ObjectKind shortageKind{"a fault of the PC", shortageMembers};
 constexpr NamedNumber sourceNames[] = {{"captured", 0}, {"written", 1}};
 constexpr NamedNumber controllerQueries[] = {{"rootHubName", static_cast<std::uint32_t>(Query::RootHubName)},
                                              {"driverKey", static_cast<std::uint32_t>(Query::DriverKey)}};
@@ -58,7 +63,7 @@ void readUser(JsonObject const & json, ScriptedUser & user) {
 }
 
 void readController(JsonObject const & json, Controller & controller, std::uint32_t controllerNumber,
-                    NamesInUse & names) {
+                    WholeReading & names) {
     json.require("instanceId");
     controller.facts.instanceId = json.text("instanceId", {});
     readNodeFacts(json, controller.facts);
@@ -84,10 +89,20 @@ void readPc(JsonObject const & json, Description & description) {
     json.text("about");
     json.namedNumber("source", sourceNames);
     json.texts("supplied");
-    json.namedNumber("timing", timingNames);
+    description.measured = json.namedNumber("timing", timingNames).value_or(0) == 1;
     json.object("user", userKind, [&](JsonObject const & item) { readUser(item, description.user.emplace()); });
 
-    NamesInUse names;
+    json.objects("faults", shortageKind, [&](JsonObject const & item) {
+        Shortage shortage;
+        item.require("call");
+        shortage.resource = static_cast<Resource>(item.namedNumber("call", resourceNames).value_or(0));
+        shortage.window = {item.number("after", anyNumber).value_or(0), item.number("times", {1, anyNumber.most})};
+        shortage.error = item.requiredNumber("error", {1, anyNumber.most});
+        description.shortages.push_back(shortage);
+    });
+
+    WholeReading names;
+    names.measured = description.measured;
     json.require("controllers");
     json.objects("controllers", controllerKind, [&](JsonObject const & item) {
         Controller controller;

@@ -1,5 +1,6 @@
 #include "DeviceReader.h"
 
+#include "DiskReader.h"
 #include "Names.h"
 #include "machine/Text.h"
 
@@ -14,13 +15,6 @@ namespace {
 constexpr std::string_view nodeMembers[] = {"instanceId", "driverKey",   "name",   "description",
                                             "disabled",   "problemCode", "hidden", "nodes"};
 constexpr ObjectKind nodeKind{"a device node", nodeMembers};
-
-constexpr std::string_view diskMembers[] = {"instanceId",  "name",   "number",         "serialNumber", "system",
-                                            "application", "nuvMud", "readOnlyVolume", "ataSecurity"};
-constexpr ObjectKind diskKind{"a disk", diskMembers};
-
-constexpr std::string_view securityMembers[] = {"supported", "passwordSet", "locked"};
-constexpr ObjectKind securityKind{"ATA security", securityMembers};
 
 // Four hexadecimal digits, as in instance IDs.
 std::optional<std::uint16_t> readHexadecimal(JsonObject const & json, std::string_view member) {
@@ -77,27 +71,6 @@ void readNodes(JsonObject const & json, std::vector<Node> & nodes, std::size_t d
     });
 }
 
-void readDisk(JsonObject const & json, Disk & disk, NamesInUse & names) {
-    disk.instanceId = json.requiredText("instanceId");
-    disk.name = json.text("name", {});
-    disk.number = json.number("number", {0, 65535});
-    if (disk.number && !names.disks.insert(*disk.number).second) {
-        json.failAt("number",
-                    fmt::format("another disk is number {} already; expected one that is free", *disk.number));
-    }
-    disk.serialNumber = json.text("serialNumber");
-    disk.facts.isSystemDrive = json.flag("system", false);
-    disk.facts.isApplicationDrive = json.flag("application", false);
-    disk.facts.isNuvMud = json.flag("nuvMud", false);
-    disk.facts.hasReadOnlyVolume = json.flag("readOnlyVolume", false);
-    json.object("ataSecurity", securityKind, [&](JsonObject const & security) {
-        disk.facts.reportsAtaSecurity = true;
-        disk.facts.securityPasswordSupported = security.flag("supported", false);
-        disk.facts.securityPasswordSet = security.flag("passwordSet", false);
-        disk.facts.ataSecurityLocked = security.flag("locked", false);
-    });
-}
-
 template <typename Small> std::optional<Small> narrowed(std::optional<std::uint32_t> number) {
     return number ? std::optional<Small>(static_cast<Small>(*number)) : std::nullopt;
 }
@@ -113,7 +86,7 @@ void readNodeFacts(JsonObject const & json, NodeFacts & facts) {
     facts.problem = json.number("problemCode", anyNumber).value_or(usual);
 }
 
-void readDevice(JsonObject const & json, Device & device, NamesInUse & names) {
+void readDevice(JsonObject const & json, Device & device, WholeReading & names) {
     device.facts.instanceId = json.requiredText("instanceId");
     readNodeFacts(json, device.facts);
     device.product = json.text("product", {});
@@ -131,7 +104,7 @@ void readDevice(JsonObject const & json, Device & device, NamesInUse & names) {
     device.interfacePath = json.text("interfacePath");
     device.composite = json.flag("composite");
     readNodes(json, device.nodes, 1);
-    json.object("disk", diskKind, [&](JsonObject const & item) { readDisk(item, device.disk.emplace(), names); });
+    readDisk(json, device, names);
 }
 
 } // namespace machine::simulated

@@ -7,7 +7,8 @@ namespace machine::simulated {
 FaultSchedule::FaultSchedule(std::vector<Fault> faults) {
     faults_.reserve(faults.size());
     for (Fault & fault : faults) {
-        faults_.push_back({std::move(fault)});
+        CountedWindow const window(fault.window);
+        faults_.push_back({std::move(fault), window});
     }
 }
 
@@ -18,10 +19,7 @@ Fault const * FaultSchedule::strike(Query query, std::uint32_t port) {
         if (fault.query != query || (fault.port && *fault.port != port)) {
             continue;
         }
-        std::uint64_t const earlier = counted.queries++;
-        bool const begun = earlier >= fault.after;
-        bool const over = fault.times && earlier - fault.after >= *fault.times;
-        if (begun && !over && striking == nullptr) {
+        if (counted.window.strikes() && striking == nullptr) {
             striking = &fault;
         }
     }

@@ -19,7 +19,7 @@ public:
 private:
     struct Counted {
         Fault fault;
-        std::uint64_t queries = 0; // seen so far
+        CountedWindow window;
     };
     std::vector<Counted> faults_;
 };

@@ -174,7 +174,7 @@ void readConnector(JsonObject const & json, Port & port, std::uint32_t portCount
     }
 }
 
-void readPort(JsonObject const & json, Port & port, Hub const & hub, NamesInUse & names, std::size_t depth) {
+void readPort(JsonObject const & json, Port & port, Hub const & hub, WholeReading & names, std::size_t depth) {
     port.number = json.requiredNumber("port", {1, 255});
     if (port.number > hub.portCount) {
         json.failAt("port", fmt::format("the hub has {} ports; expected a number up to that", hub.portCount));
@@ -216,7 +216,7 @@ void readPort(JsonObject const & json, Port & port, Hub const & hub, NamesInUse 
 
 } // namespace
 
-void readHub(JsonObject const & json, Hub & hub, NamesInUse & names, std::size_t depth) {
+void readHub(JsonObject const & json, Hub & hub, WholeReading & names, std::size_t depth) {
     if (json.has("symbolicName")) {
         hub.symbolicName = json.requiredText("symbolicName");
     }
@@ -234,7 +234,7 @@ void readHub(JsonObject const & json, Hub & hub, NamesInUse & names, std::size_t
     });
 }
 
-void checkHubName(JsonObject const & json, Hub const & hub, std::u16string_view instanceId, NamesInUse & names) {
+void checkHubName(JsonObject const & json, Hub const & hub, std::u16string_view instanceId, WholeReading & names) {
     if (!json.failed() && !names.hubs.insert(pathKey(hub.symbolicName.value_or(hubName(instanceId)))).second) {
         json.fail("another hub has the same symbolic name; expected a symbolicName or an instanceId of its own");
     }
@@ -252,8 +252,7 @@ void readFaults(JsonObject const & json, std::span<NamedNumber const> queries, s
         } else if (fault.port && *fault.port > portCount) {
             item.failAt("port", fmt::format("the hub has {} ports; expected a number up to that", portCount));
         }
-        fault.after = item.number("after", anyNumber).value_or(0);
-        fault.times = item.number("times", {1, anyNumber.most});
+        fault.window = {item.number("after", anyNumber).value_or(0), item.number("times", {1, anyNumber.most})};
         readEffect(item, fault);
         faults.push_back(std::move(fault));
     });

@@ -190,6 +190,37 @@ std::uint32_t JsonObject::requiredNumber(std::string_view member, NumberRange ra
     return number(member, range).value_or(range.least);
 }
 
+std::optional<std::uint64_t> JsonObject::wholeNumber(std::string_view member, std::uint64_t least) const {
+    json const * const value = find(member);
+    if (value == nullptr) {
+        return std::nullopt;
+    }
+    constexpr double most = 9007199254740992.0;
+    double const number = value->is_number() ? value->get<double>() : -1.0;
+    if (number != std::floor(number) || number < static_cast<double>(least) || number > most) {
+        expected(placeOf(member), fmt::format("a whole number from {} to {:.0f}", least, most), *value);
+        return std::nullopt;
+    }
+    return static_cast<std::uint64_t>(number);
+}
+
+std::optional<double> JsonObject::positiveNumber(std::string_view member) const {
+    json const * const value = find(member);
+    if (value == nullptr) {
+        return std::nullopt;
+    }
+    double const number = value->is_number() ? value->get<double>() : 0.0;
+    if (!(number >= 1e-6 && number <= 1e9)) {
+        expected(placeOf(member), "a number above 0, from 0.000001 to 1000000000", *value);
+        return std::nullopt;
+    }
+    return number;
+}
+
+std::string JsonObject::pointerTo(std::string_view member) const {
+    return placeOf(member).pointer();
+}
+
 std::optional<std::uint32_t> JsonObject::named(json const & value, Place const & place,
                                                std::span<NamedNumber const> names, std::string_view what) const {
     if (value.is_string()) {

@@ -52,6 +52,9 @@ public:
 
     std::optional<std::uint32_t> number(std::string_view member, NumberRange range) const;
     std::uint32_t requiredNumber(std::string_view member, NumberRange range) const;
+    // Whole, from least to 2^53: JSON numbers are exact up to there.
+    std::optional<std::uint64_t> wholeNumber(std::string_view member, std::uint64_t least) const;
+    std::optional<double> positiveNumber(std::string_view member) const; // above 0, whole or not
     std::optional<std::uint32_t> namedNumber(std::string_view member, std::span<NamedNumber const> names) const;
     // Either one of the names or a number in the range.
     std::optional<std::uint32_t> numberOrName(std::string_view member, std::span<NamedNumber const> names,
@@ -66,6 +69,8 @@ public:
     void texts(std::string_view member) const;                                // an array of texts, only checked
 
     void require(std::string_view member) const; // an error when it is missing
+
+    std::string pointerTo(std::string_view member) const; // where the member is, as error messages say it
 
     void fail(std::string message) const;                            // about this object
     void failAt(std::string_view member, std::string message) const; // about one of its members

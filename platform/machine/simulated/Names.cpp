@@ -56,4 +56,12 @@ std::u16string diskPath(std::uint32_t diskNumber) {
     return u"\\\\.\\PhysicalDrive" + decimal(diskNumber);
 }
 
+std::u16string volumePath(std::uint32_t diskNumber, std::uint32_t volumeNumber) {
+    auto const padded = [](std::uint32_t number, std::size_t size) {
+        std::u16string const digits = decimal(number);
+        return std::u16string(size - std::min(size, digits.size()), u'0') + digits;
+    };
+    return u"\\\\?\\Volume{00000000-0000-4000-8000-" + padded(diskNumber, 6) + padded(volumeNumber, 6) + u"}";
+}
+
 } // namespace machine::simulated

@@ -21,5 +21,6 @@ std::u16string hubName(std::u16string_view instanceId);
 
 std::u16string rootHubInstanceId(std::uint32_t controllerNumber); // from 1
 std::u16string diskPath(std::uint32_t diskNumber);
+std::u16string volumePath(std::uint32_t diskNumber, std::uint32_t volumeNumber); // from 0
 
 } // namespace machine::simulated

@@ -1,132 +1,47 @@
 #include "SimulatedMachine.h"
 
-#include "Answers.h"
 #include "BusBuilder.h"
 #include "Names.h"
+#include "OpenFiles.h"
+#include "VirtualClock.h"
 #include "kernel.h"
+#include "machine/SteadyClock.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
+#include <vector>
 
 namespace machine {
 
 namespace {
 
 using namespace simulated;
-using std::chrono::hours;
-using std::chrono::microseconds;
+constexpr Duration openTime = std::chrono::microseconds(20);
 
-// About what a hub's driver takes for a query that it answers from memory. The value matters less than that it is not
-// zero: nothing may be asked for ever at no cost.
-constexpr Duration controlTime = microseconds(50);
-constexpr Duration openTime = microseconds(20);
-
-// A hang without a limit would never end. It ends after a time that no caller can take for an answer.
-constexpr Duration endOfPatience = hours(1);
-
-class VirtualClock final : public Clock {
-public:
-    Duration now() const override { return now_; }
-    bool isVirtual() const override { return true; }
-
-    void sleep(Duration duration) override {
-        // Stops at the end of time rather than going around.
-        now_ += std::clamp(duration, Duration::zero(), Duration::max() - now_);
-    }
-
-private:
-    Duration now_ = Duration::zero();
-};
-
-struct Sharing {
-    bool reads;
-    bool writes;
-    bool sharesRead;
-    bool sharesWrite;
-};
-
-Sharing sharingOf(OpenRequest const & request) {
-    constexpr std::uint32_t readAccess = kernel::GENERIC_READ | 0x10000001;   // with GENERIC_ALL, FILE_READ_DATA
-    constexpr std::uint32_t writeAccess = kernel::GENERIC_WRITE | 0x10000006; // with FILE_WRITE_DATA, FILE_APPEND_DATA
-    return {(request.access & readAccess) != 0, (request.access & writeAccess) != 0,
-            (request.share & kernel::FILE_SHARE_READ) != 0, (request.share & kernel::FILE_SHARE_WRITE) != 0};
-}
-
-// An open that only asks for attributes takes no part in sharing.
-bool takesPart(Sharing const & sharing) {
-    return sharing.reads || sharing.writes;
-}
-
-bool forbidden(Openable const & target, Sharing const & wanted) {
-    return takesPart(wanted) &&
-           ((wanted.reads && target.sharingRead < target.opens) ||
-            (wanted.writes && target.sharingWrite < target.opens) || (!wanted.sharesRead && target.readers > 0) ||
-            (!wanted.sharesWrite && target.writers > 0));
-}
-
-// Adds an open to the counts, or takes it off them with -1.
-void count(Openable & target, Sharing const & sharing, std::uint32_t by) {
-    if (takesPart(sharing)) {
-        target.opens += by;
-        target.readers += sharing.reads ? by : 0;
-        target.writers += sharing.writes ? by : 0;
-        target.sharingRead += sharing.sharesRead ? by : 0;
-        target.sharingWrite += sharing.sharesWrite ? by : 0;
-    }
-}
-
-class SimulatedFile final : public File {
-public:
-    SimulatedFile(Bus & bus, Clock & clock, Openable & target, Sharing sharing)
-        : bus_(bus), clock_(clock), target_(target), sharing_(sharing) {
-        count(target_, sharing_, 1);
-    }
-    SimulatedFile(SimulatedFile const &) = delete;
-    SimulatedFile & operator=(SimulatedFile const &) = delete;
-    ~SimulatedFile() override { count(target_, sharing_, ~std::uint32_t{0}); }
-
-    Transfer control(std::uint32_t code, std::span<std::byte const> input, std::span<std::byte> output,
-                     std::optional<Duration> limit) override {
-        Answer const answer = ask(code, input, output);
-        if (answer.hangs) {
-            clock_.sleep(limit.value_or(endOfPatience));
-            return {kernel::ERROR_SEM_TIMEOUT, 0};
-        }
-        clock_.sleep(controlTime);
-        return answer.transfer;
-    }
-
-private:
-    Answer ask(std::uint32_t code, std::span<std::byte const> input, std::span<std::byte> output) {
-        switch (target_.kind) {
-        case Openable::Kind::Controller:
-            return answerOfController(bus_, bus_.controllers[target_.index], code, output);
-        case Openable::Kind::Hub:
-            return answerOfHub(bus_, bus_.hubs[target_.index], code, input, output);
-        case Openable::Kind::Other:
-            break;
-        }
-        return {{kernel::ERROR_INVALID_FUNCTION, 0}, false};
-    }
-
-    Bus & bus_;
-    Clock & clock_;
-    Openable & target_;
-    Sharing const sharing_;
+struct CountedShortage {
+    Shortage shortage;
+    CountedWindow window;
 };
 
 class SimulatedMachine final : public Machine {
 public:
     explicit SimulatedMachine(Description description)
-        : name_(std::move(description.name)), bus_(buildBus(std::move(description))),
-          anyPortDoesSuperSpeedPlus_(std::ranges::any_of(bus_.hubs, [](HubState const & hub) {
-              return std::ranges::any_of(hub.ports, &PortState::superSpeedPlus);
-          })) {}
+        : name_(std::move(description.name)), clock_(makeClock(description.measured)), start_(clock_->now()) {
+        for (Shortage const & shortage : description.shortages) {
+            shortages_.push_back({shortage, CountedWindow(shortage.window)});
+        }
+        bus_ = buildBus(std::move(description));
+        anyPortDoesSuperSpeedPlus_ = std::ranges::any_of(
+            bus_.hubs, [](HubState const & hub) { return std::ranges::any_of(hub.ports, &PortState::superSpeedPlus); });
+    }
 
     std::string name() const override { return name_; }
 
     Opened open(OpenRequest const & request) override {
-        clock_.sleep(openTime);
+        if (clock_->isVirtual()) {
+            clock_->sleep(openTime);
+        }
         // Devices are opened, never created; Windows takes any disposition that it knows.
         if (request.disposition == 0 || request.disposition > 5) {
             return {nullptr, kernel::ERROR_INVALID_PARAMETER};
@@ -136,18 +51,38 @@ public:
             return {nullptr, kernel::ERROR_FILE_NOT_FOUND};
         }
         Openable & target = bus_.openables[found->second];
-        if (target.openError) {
-            return {nullptr, *target.openError};
-        }
         Sharing const sharing = sharingOf(request);
-        if (forbidden(target, sharing)) {
+        if (std::uint32_t const error = openError(target, sharing); error != kernel::ERROR_SUCCESS) {
+            return {nullptr, error};
+        }
+        if (isForbidden(target, sharing)) {
             return {nullptr, kernel::ERROR_SHARING_VIOLATION};
         }
-        return {std::make_unique<SimulatedFile>(bus_, clock_, target, sharing), kernel::ERROR_SUCCESS};
+        return {makeFile(bus_, *clock_, start_, target, request), kernel::ERROR_SUCCESS};
     }
 
     DeviceTree const & devices() const override { return bus_.tree; }
-    Clock & clock() override { return clock_; }
+    Clock & clock() override { return *clock_; }
+
+    std::vector<std::u16string> volumes() const override {
+        std::vector<std::u16string> paths;
+        for (auto const & disk : bus_.disks) {
+            for (VolumeState const & volume : disk->volumes) {
+                paths.push_back(volume.path);
+            }
+        }
+        return paths;
+    }
+
+    std::uint32_t take(Resource resource) override {
+        std::uint32_t error = kernel::ERROR_SUCCESS;
+        for (CountedShortage & counted : shortages_) {
+            if (counted.shortage.resource == resource && counted.window.strikes() && error == kernel::ERROR_SUCCESS) {
+                error = counted.shortage.error;
+            }
+        }
+        return error;
+    }
 
     bool portDoesSuperSpeedPlus(std::u16string_view hubPath, std::uint32_t port) const override {
         if (!anyPortDoesSuperSpeedPlus_) {
@@ -162,10 +97,48 @@ public:
     }
 
 private:
+    static std::unique_ptr<Clock> makeClock(bool measured) {
+        if (measured) {
+            return std::make_unique<SteadyClock>();
+        }
+        return std::make_unique<VirtualClock>();
+    }
+
+    std::uint32_t openError(Openable const & target, Sharing const & sharing) {
+        if (target.kind == Openable::Kind::Disk) {
+            return openErrorOfDisk(*bus_.disks[target.index], target, sharing);
+        }
+        if (target.kind == Openable::Kind::Volume || target.kind == Openable::Kind::VolumeFile) {
+            DiskState const & disk = *bus_.disks[target.index];
+            if (disk.media(clock_->now() - start_) == MediaState::Unplugged) {
+                return kernel::ERROR_FILE_NOT_FOUND;
+            }
+            VolumeState const & volume = disk.volumes[target.volume];
+            // A volume that is opened for queries only is opened past its file system, which holds the lock.
+            bool const pastTheLock = target.kind == Openable::Kind::Volume && !takesPart(sharing);
+            return volume.locker != nullptr && !pastTheLock ? kernel::ERROR_ACCESS_DENIED : kernel::ERROR_SUCCESS;
+        }
+        return target.openError.value_or(kernel::ERROR_SUCCESS);
+    }
+
+    std::uint32_t openErrorOfDisk(DiskState & disk, Openable const & target, Sharing const & sharing) {
+        if (disk.media(clock_->now() - start_) == MediaState::Unplugged) {
+            return kernel::ERROR_FILE_NOT_FOUND;
+        }
+        if (!takesPart(sharing)) {
+            return kernel::ERROR_SUCCESS;
+        }
+        DiskFault const * const fault = disk.strike(DiskCall::Open);
+        return fault != nullptr ? std::get<FailsWith>(fault->effect).error
+                                : target.openError.value_or(kernel::ERROR_SUCCESS);
+    }
+
     std::string const name_;
+    std::unique_ptr<Clock> const clock_;
+    Duration const start_;
     Bus bus_;
-    bool const anyPortDoesSuperSpeedPlus_;
-    VirtualClock clock_;
+    std::vector<CountedShortage> shortages_;
+    bool anyPortDoesSuperSpeedPlus_ = false;
 };
 
 } // namespace

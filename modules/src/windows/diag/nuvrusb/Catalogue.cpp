@@ -29,10 +29,9 @@ tkit5::Test * declareConnectionSpeedTest() {
                                   USBConnectionSpeedVerificationTest);
 }
 
-// Declared so that hosts see the whole module; it has no entry until the measurement joins it, and the framework says
-// so to whoever asks for it.
 tkit5::Test * declareStoragePerformanceTest() {
-    return DiagModule::createTest("USBStoragePerformanceTest", DeviceCapability::USBMassStorage(), nullptr)
+    return DiagModule::createTest("USBStoragePerformanceTest", DeviceCapability::USBMassStorage(),
+                                  USBStoragePerformanceTest)
         ->addDevicePropertyExclusion("IsApplicationDrive", "")
         ->addDevicePropertyExclusion("IsSystemDrive", "")
         ->addDevicePropertyExclusion("IsNUVMUD", "")

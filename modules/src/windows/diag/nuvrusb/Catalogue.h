@@ -8,6 +8,7 @@ namespace nuvrusb {
 // Entries of the tests.
 tkit5::TestResult StatusTest(tkit5::DiagDevice const & device);
 tkit5::TestResult USBConnectionSpeedVerificationTest(tkit5::DiagDevice const & device);
+tkit5::TestResult USBStoragePerformanceTest(tkit5::DiagDevice const & device);
 
 // None of the parameters has a default: a reader asks isset() first and knows what to do without (ParameterValue.h).
 namespace parameters {

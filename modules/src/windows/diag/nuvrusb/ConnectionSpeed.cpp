@@ -92,11 +92,12 @@ TestResult deviceOperationalStatus(usbtopo::CUsbPort const & port, nuv::String c
         return TestResult::PASS();
     }
     if (hasStatus(port, USB_CONNECTION_STATUS::DeviceNotEnoughPower)) {
-        raiseWarning(keys::NewDeviceNotEnoughPower->setVariable("ControllerName", controllerName), 1449);
+        raiseWarning(nuvrusbUnit, keys::NewDeviceNotEnoughPower->setVariable("ControllerName", controllerName), 1449);
         return TestResult::WARN();
     }
     if (hasStatus(port, USB_CONNECTION_STATUS::DeviceCausedOvercurrent)) {
-        raiseWarning(keys::NewDeviceCausedOvercurrent->setVariable("ControllerName", controllerName), 1456);
+        raiseWarning(nuvrusbUnit, keys::NewDeviceCausedOvercurrent->setVariable("ControllerName", controllerName),
+                     1456);
         return TestResult::WARN();
     }
     return TestResult::PASS();
@@ -111,7 +112,8 @@ TestResult verifyDesiredVerificationSpeed(usbtopo::CUsbDevice const & device, nu
     }
     nuv::String const deviceName =
         device.getDisplayName().empty() ? keys::UnknownDevice->localizedString().nuvString() : device.getDisplayName();
-    raiseError(keys::CAPABLE_OF_RUNNING_AT_HIGHER_SPEED->setVariable("DeviceName", deviceName)
+    raiseError(nuvrusbUnit,
+               keys::CAPABLE_OF_RUNNING_AT_HIGHER_SPEED->setVariable("DeviceName", deviceName)
                    ->setVariable("ControllerName", controllerName)
                    ->setVariable("OperatingSpeed", mapUsbSpeedToString(running))
                    ->setVariable("HigherSpeed", mapUsbSpeedToString(maximum)),

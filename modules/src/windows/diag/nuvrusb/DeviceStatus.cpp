@@ -47,7 +47,7 @@ std::int32_t checkChildNode(kernel::HANDLE hub, std::uint32_t port) {
     if (disabled != 0) {
         nuvrusbUnit.log(3, 577, "Child device is disabled");
         nuvrusbUnit.log(1, 578, [&](nuv::LoggerStream & message) { message << "Device: " << description; });
-        raiseWarning(keys::ChildDeviceIsDisabled, 579);
+        raiseWarning(nuvrusbUnit, keys::ChildDeviceIsDisabled, 579);
         return status_code::childDisabled;
     }
     if (problem != 0) {
@@ -55,7 +55,7 @@ std::int32_t checkChildNode(kernel::HANDLE hub, std::uint32_t port) {
             message << nuv::SprintfFormat("Child device has configuration manager problem: 0x%x", problem)
                     << ", Device: " << description;
         });
-        raiseError(keys::ChildDeviceHasConfigManagerProblem, 585);
+        raiseError(nuvrusbUnit, keys::ChildDeviceHasConfigManagerProblem, 585);
         return status_code::misconfigured;
     }
     return status_code::healthy;
@@ -69,7 +69,7 @@ std::int32_t CheckDeviceStatus(kernel::HANDLE hub, std::uint32_t port) {
     kernel::USB_NODE_CONNECTION_INFORMATION_EX connection{};
     if (!queryConnection(hub, port, first, connection)) {
         std::uint32_t const error = nuv::System::getSystemError();
-        raiseError(keys::DeviceIORequestFail, 517);
+        raiseError(nuvrusbUnit, keys::DeviceIORequestFail, 517);
         if (error == kernel::ERROR_DEVICE_NOT_CONNECTED) {
             nuvrusbUnit.log(3, 520, "Device is not connected");
             return status_code::notConnected;
@@ -83,20 +83,20 @@ std::int32_t CheckDeviceStatus(kernel::HANDLE hub, std::uint32_t port) {
         nuvrusbUnit.log(3, 536, [status](nuv::LoggerStream & message) {
             message << "Device connection failure; status " << status;
         });
-        raiseWarning(keys::DeviceNotConnected, 537);
+        raiseWarning(nuvrusbUnit, keys::DeviceNotConnected, 537);
         return codeOfConnectionStatus(status);
     }
     if (connection.CurrentConfigurationValue == 0) {
         nuvrusbUnit.log(3, 531,
                         "Device is misconfigured as the CurrentConfigurationValue is ZERO. The value should be non "
                         "zero.");
-        raiseWarning(keys::DeviceConfigurationError, 532);
+        raiseWarning(nuvrusbUnit, keys::DeviceConfigurationError, 532);
         return status_code::misconfigured;
     }
 
     auto const second = std::make_unique<ConnectionBuffer>();
     if (!queryConnection(hub, port, *second, connection)) {
-        raiseError(keys::DeviceIORequestFail, 556);
+        raiseError(nuvrusbUnit, keys::DeviceIORequestFail, 556);
         return status_code::secondQueryFailed;
     }
     if (std::uint32_t const now = connection.ConnectionStatus; now != connected) {

@@ -65,12 +65,12 @@ bool hasPowerFault(usbtopo::CUsbPort const & port, FaultSites const & sites) {
     std::uint32_t const status = port.connectionInformation().ConnectionStatus;
     if (status == static_cast<std::uint32_t>(USB_CONNECTION_STATUS::DeviceNotEnoughPower)) {
         nuvrusbUnit.log(1, sites.powerLog, "getPortsStatus() caught power exceed");
-        raiseWarning(keys::DeviceNotEnoughPower, sites.powerEvent);
+        raiseWarning(nuvrusbUnit, keys::DeviceNotEnoughPower, sites.powerEvent);
         return true;
     }
     if (status == static_cast<std::uint32_t>(USB_CONNECTION_STATUS::DeviceCausedOvercurrent)) {
         nuvrusbUnit.log(1, sites.overcurrentLog, "getPortsStatus caught overcurrent");
-        raiseWarning(keys::DeviceCausedOvercurrent, sites.overcurrentEvent);
+        raiseWarning(nuvrusbUnit, keys::DeviceCausedOvercurrent, sites.overcurrentEvent);
         return true;
     }
     return false;

@@ -1,4 +1,4 @@
-// Raising an event at a site of the unit "nuvrusb".
+// Raising an event at a site of a source unit.
 #pragma once
 
 #include "Keys.h"
@@ -6,12 +6,16 @@
 
 namespace nuvrusb {
 
-inline void raiseError(tkit5::Event const * event, int line) {
-    tkit5::DiagModule::error(event, nuvrusbUnit.sourceFile(), line);
+inline void raiseError(SourceUnit const & unit, tkit5::Event const * event, int line) {
+    tkit5::DiagModule::error(event, unit.sourceFile(), line);
 }
 
-inline void raiseWarning(tkit5::Event const * event, int line) {
-    tkit5::DiagModule::warning(event, nuvrusbUnit.sourceFile(), line);
+inline void raiseWarning(SourceUnit const & unit, tkit5::Event const * event, int line) {
+    tkit5::DiagModule::warning(event, unit.sourceFile(), line);
+}
+
+inline void raiseInformative(SourceUnit const & unit, tkit5::Event const * event, int line) {
+    tkit5::DiagModule::informative(event, unit.sourceFile(), line);
 }
 
 } // namespace nuvrusb

@@ -69,22 +69,22 @@ TestResult resultOfStatusCode(std::int32_t code) {
     case status_code::notConnected:
         return TestResult::NODEVICE();
     case status_code::failedEnumeration:
-        raiseWarning(keys::DeviceFailedEnumeration, 1005);
+        raiseWarning(nuvrusbUnit, keys::DeviceFailedEnumeration, 1005);
         return TestResult::CANNOTRUN();
     case status_code::generalFailureOrQueryFailed:
-        raiseWarning(keys::DeviceGeneralFailure, 1010);
+        raiseWarning(nuvrusbUnit, keys::DeviceGeneralFailure, 1010);
         return TestResult::CANNOTRUN();
     case status_code::causedOvercurrent:
-        raiseWarning(keys::DeviceCausedOvercurrent, 1015);
+        raiseWarning(nuvrusbUnit, keys::DeviceCausedOvercurrent, 1015);
         return TestResult::WARN();
     case status_code::notEnoughPower:
-        raiseWarning(keys::DeviceNotEnoughPower, 1020);
+        raiseWarning(nuvrusbUnit, keys::DeviceNotEnoughPower, 1020);
         return TestResult::CANNOTRUN();
     case status_code::enumerating:
-        raiseWarning(keys::DeviceEnumerating, 1025);
+        raiseWarning(nuvrusbUnit, keys::DeviceEnumerating, 1025);
         return TestResult::CANNOTRUN();
     case status_code::resetting:
-        raiseWarning(keys::DeviceResetting, 1030);
+        raiseWarning(nuvrusbUnit, keys::DeviceResetting, 1030);
         return TestResult::CANNOTRUN();
     default:
         nuvrusbUnit.log(3, 1041, "Unknown status");
@@ -97,14 +97,14 @@ TestResult StatusTest(DiagDevice const & device) {
     tkit5::DeviceProperty const * const parentPort = device.property("ParentPort");
     if (parentPort == nullptr) {
         nuvrusbUnit.log(2, 899, "StatusTest::Can't get property for parent port");
-        raiseWarning(keys::CannotGetDeviceProperty, 900);
+        raiseWarning(nuvrusbUnit, keys::CannotGetDeviceProperty, 900);
         return TestResult::CANNOTRUN();
     }
     std::uint32_t const port = parentPort->value().valueUint32();
 
     nuv::String const connectHubIdentifier = device.imp().connectHubIdentifier();
     if (connectHubIdentifier.empty()) {
-        raiseWarning(keys::InvalidDeviceGuid, 913);
+        raiseWarning(nuvrusbUnit, keys::InvalidDeviceGuid, 913);
         nuvrusbUnit.log(4, 914, "StatusTest::connectHubGuid is empty");
         return TestResult::CANNOTRUN();
     }
@@ -117,18 +117,18 @@ TestResult StatusTest(DiagDevice const & device) {
 
     DiagDevice const * const parentHub = findParentHub(connectHubIdentifier);
     if (parentHub == nullptr || !isChildOfHub(device, *parentHub)) {
-        raiseWarning(keys::DeviceNotConnected, 952);
+        raiseWarning(nuvrusbUnit, keys::DeviceNotConnected, 952);
         return TestResult::NODEVICE();
     }
 
     nuv::String const hubName = parentHub->imp().osName();
     if (hubName.empty()) {
-        raiseWarning(keys::InvalidDeviceName, 959);
+        raiseWarning(nuvrusbUnit, keys::InvalidDeviceName, 959);
         return TestResult::CANNOTRUN();
     }
     nuv::FileHandleResManager const hub = openHub(hubName);
     if (!hub.isValid()) {
-        raiseWarning(keys::InvalidDeviceHandle, 967);
+        raiseWarning(nuvrusbUnit, keys::InvalidDeviceHandle, 967);
         return TestResult::CANNOTRUN();
     }
     return device.hasCapability(tkit5::DeviceCapability::HUB())

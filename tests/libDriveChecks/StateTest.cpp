@@ -1,5 +1,5 @@
-#include "libDriveChecks.h"
 #include "libDriveChecks/State.h"
+#include "libDriveChecks.h"
 
 #include <gtest/gtest.h>
 

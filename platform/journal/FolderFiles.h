@@ -1,0 +1,25 @@
+// What a folder of journal files asks of the system beyond the standard library. One file for each system.
+#pragma once
+
+#include "Folder.h"
+#include "Storage.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+namespace journal {
+
+Result<StoredFile> createFile(std::filesystem::path const & path);
+Result<StoredBytes> openFile(std::filesystem::path const & path);
+std::uint32_t renameFile(std::filesystem::path const & from, std::filesystem::path const & to);
+std::uint32_t removeFile(std::filesystem::path const & path);
+std::uint32_t syncFolder(std::filesystem::path const & folder);
+
+// The Windows error that says the same as an error of the standard library.
+std::uint32_t windowsError(std::error_code const & error);
+
+// The folder exists.
+FolderPlace placeOfExisting(std::filesystem::path const & folder, std::string const & backing);
+
+} // namespace journal

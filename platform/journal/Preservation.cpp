@@ -1,0 +1,138 @@
+#include "Preservation.h"
+
+#include "Disks.h"
+#include "kernel.h"
+#include "kernel/Runtime.h"
+
+#include <utility>
+
+namespace journal {
+
+namespace {
+Preservation * activePreservation = nullptr;
+}
+
+Preservation::Preservation(std::unique_ptr<Storage> storage)
+    : storage_(std::move(storage)), previous_(std::exchange(activePreservation, this)) {
+    if (storage_ != nullptr) {
+        journal_.emplace(*storage_);
+    }
+}
+
+Preservation::~Preservation() {
+    activePreservation = previous_;
+}
+
+Preservation * Preservation::active() {
+    return activePreservation;
+}
+
+void Preservation::beginPass(std::u16string_view path) {
+    KnownDisk const disk = findDisk(path);
+    if (disk.facts != nullptr && disk.facts->inMemory) {
+        return;
+    }
+    passes_[kernel::fileKey(path)].disk = identityOf(disk);
+}
+
+void Preservation::endPass(std::u16string_view path) {
+    auto const pass = passes_.find(kernel::fileKey(path));
+    if (pass != passes_.end()) {
+        settle(pass->second);
+        passes_.erase(pass);
+    }
+}
+
+std::uint32_t Preservation::keep(std::u16string const & disk, std::uint64_t diskSize, std::uint32_t sectorSize,
+                                 Range const & range, Bytes backup) {
+    Pass & pass = passes_.at(disk);
+    settle(pass);
+    pass.disk.size = diskSize;
+    pass.disk.sectorSize = sectorSize;
+    Backup made{.entry = {.disk = pass.disk, .range = range}, .buffer = backup.data(), .kept = std::nullopt};
+    if (journal_) {
+        Journal::Kept kept = journal_->keep(pass.disk, range, backup);
+        if (!kept.entry) {
+            return kept.error;
+        }
+        made.kept = std::move(kept.entry);
+    }
+    pass.backup = std::move(made);
+    return kernel::ERROR_SUCCESS;
+}
+
+bool Preservation::isRestore(std::u16string const & disk, Range const & range, void const * buffer) const {
+    auto const pass = passes_.find(disk);
+    return pass != passes_.end() && pass->second.backup && pass->second.backup->buffer == buffer &&
+           pass->second.backup->entry.range == range;
+}
+
+void Preservation::beforeOverwriting(std::u16string const & disk) {
+    if (auto const pass = passes_.find(disk); pass != passes_.end() && pass->second.backup) {
+        pass->second.backup->mayBeOverwritten = true;
+    }
+}
+
+void Preservation::endRestore(std::u16string const & disk, Restore outcome) {
+    auto const pass = passes_.find(disk);
+    if (pass == passes_.end() || !pass->second.backup) {
+        return;
+    }
+    Backup backup = std::move(*pass->second.backup);
+    pass->second.backup.reset();
+    switch (outcome) {
+    case Restore::Verified:
+        closeEntry(std::move(backup));
+        return;
+    case Restore::NotWritten:
+        owe(std::move(backup), Debt::Reason::NotWritten);
+        return;
+    case Restore::Differs:
+        owe(std::move(backup), Debt::Reason::Differs);
+        return;
+    }
+}
+
+// A backup that nobody has put back is owed, unless nothing was written since it was made.
+void Preservation::settle(Pass & pass) {
+    if (!pass.backup) {
+        return;
+    }
+    Backup backup = std::move(*pass.backup);
+    pass.backup.reset();
+    if (backup.mayBeOverwritten) {
+        owe(std::move(backup), Debt::Reason::NotWritten);
+    } else {
+        closeEntry(std::move(backup));
+    }
+}
+
+void Preservation::closeEntry(Backup backup) {
+    if (!backup.kept) {
+        return;
+    }
+    std::string const name = backup.kept->name;
+    backup.kept->file.reset();
+    if (journal_->close(name) != kernel::ERROR_SUCCESS) {
+        debts_.push_back({backup.entry.disk, backup.entry.range, Debt::Reason::NotClosed, storage_->pathOf(name)});
+    }
+}
+
+void Preservation::owe(Backup backup, Debt::Reason reason) {
+    debts_.push_back({backup.entry.disk, backup.entry.range, reason,
+                      backup.kept ? storage_->pathOf(backup.kept->name) : std::string()});
+}
+
+PassGuard::PassGuard(std::u16string_view path) : path_(path) {
+    if (Preservation * const preservation = Preservation::active()) {
+        preservation->beginPass(path_);
+    }
+}
+
+PassGuard::~PassGuard() {
+    if (Preservation * const preservation = Preservation::active()) {
+        preservation->endPass(path_);
+    }
+}
+
+} // namespace journal

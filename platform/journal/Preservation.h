@@ -1,0 +1,100 @@
+// Keeps the promise that a write pass which preserves data gives everything back, also when the process or the power
+// goes in the middle of it.
+//
+// The locking of a disk's volumes begins a pass. From then on a read of the disk is a backup, which is kept in the
+// journal, and a write of the buffer with the backup to its place is the restore, after which the entry is closed. The
+// test that does all this need not know.
+#pragma once
+
+#include "Journal.h"
+#include "Storage.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace journal {
+
+// A range whose bytes were not put back, as far as this process knows.
+struct Debt {
+    enum class Reason {
+        NotWritten, // the restore failed, or was never tried
+        Differs,    // something else was read back, or nothing could be
+        NotClosed,  // the bytes are back, but the entry could not be removed
+    };
+    DiskIdentity disk;
+    Range range;
+    Reason reason = Reason::NotWritten;
+    std::string file; // with the backup; empty when there is none
+};
+
+// One at a time; used by one thread.
+class Preservation {
+public:
+    // Without a storage nothing is kept, but restores are verified all the same.
+    explicit Preservation(std::unique_ptr<Storage> storage); // becomes the active one
+    Preservation(Preservation const &) = delete;
+    Preservation & operator=(Preservation const &) = delete;
+    ~Preservation();
+
+    static Preservation * active(); // null when data are not to be preserved
+
+    // A disk by the path that it is opened by. A disk in memory is gone after the run whatever happens, so no pass
+    // begins on it.
+    void beginPass(std::u16string_view path);
+    void endPass(std::u16string_view path);
+    bool isUnderWay(std::u16string const & disk) const { return passes_.contains(disk); } // by kernel::fileKey()
+
+    // For the disk of a pass that is under way.
+
+    // Keeps a backup: when it returns 0, the range may be overwritten. Else the error of the journal's storage.
+    std::uint32_t keep(std::u16string const & disk, std::uint64_t diskSize, std::uint32_t sectorSize,
+                       Range const & range, Bytes backup);
+    // Cheap: it is asked before every write, some of which are timed.
+    bool isRestore(std::u16string const & disk, Range const & range, void const * buffer) const;
+    void beforeOverwriting(std::u16string const & disk);
+    enum class Restore { Verified, NotWritten, Differs };
+    void endRestore(std::u16string const & disk, Restore outcome);
+
+    std::vector<Debt> const & debts() const { return debts_; }
+
+private:
+    struct Backup {
+        Entry entry;
+        void const * buffer = nullptr;
+        std::optional<OpenEntry> kept; // empty without a storage
+        bool mayBeOverwritten = false;
+    };
+    struct Pass {
+        DiskIdentity disk;
+        std::optional<Backup> backup;
+    };
+
+    void settle(Pass & pass);
+    void closeEntry(Backup backup);
+    void owe(Backup backup, Debt::Reason reason);
+
+    std::unique_ptr<Storage> storage_;
+    std::optional<Journal> journal_;
+    std::map<std::u16string, Pass> passes_; // by the disk's key
+    std::vector<Debt> debts_;
+    Preservation * previous_;
+};
+
+// A pass as long as this lives, if data are to be preserved.
+class PassGuard {
+public:
+    explicit PassGuard(std::u16string_view path);
+    PassGuard(PassGuard const &) = delete;
+    PassGuard & operator=(PassGuard const &) = delete;
+    ~PassGuard();
+
+private:
+    std::u16string path_;
+};
+
+} // namespace journal

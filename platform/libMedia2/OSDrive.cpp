@@ -1,0 +1,201 @@
+#include "RecordQuery.h"
+#include "kernel.h"
+#include "libMedia2.h"
+
+#include <cstdint>
+#include <limits>
+
+namespace libMedia2 {
+
+namespace {
+
+constexpr std::uint32_t mediaChanged = 1110;
+
+constexpr int noMedium = 0;
+constexpr int ready = 1;
+constexpr int loading = 2;
+
+// The event of a drive's transfers, made when the first one needs it.
+class TransferEvent {
+public:
+    TransferEvent() = default;
+    TransferEvent(TransferEvent const &) = delete;
+    TransferEvent & operator=(TransferEvent const &) = delete;
+    ~TransferEvent() {
+        if (handle_ != nullptr) {
+            kernel::CloseHandle(handle_);
+        }
+    }
+
+    // Null when it cannot be made; the kernel's last error then tells why.
+    kernel::HANDLE get() {
+        if (handle_ == nullptr) {
+            handle_ = kernel::CreateEventW(nullptr, true, false, nullptr);
+        }
+        return handle_;
+    }
+
+private:
+    kernel::HANDLE handle_ = nullptr;
+};
+
+Drive::_LIBMEDIA2_ERROR_TYPES errorTypeOf(std::uint32_t error) {
+    switch (error) {
+    case kernel::ERROR_ACCESS_DENIED:
+        return Drive::AccessDenied;
+    case kernel::ERROR_WRITE_PROTECT:
+        return Drive::WriteProtected;
+    default:
+        return Drive::Other;
+    }
+}
+
+bool fail(std::uint32_t error) {
+    kernel::SetLastError(error);
+    return false;
+}
+
+bool sendControl(kernel::HANDLE device, std::uint32_t controlCode) {
+    return kernel::DeviceIoControl(device, controlCode, nullptr, 0, nullptr, 0, nullptr, nullptr);
+}
+
+bool isOpen(nuv::SharedFileHandle const & slot) {
+    return slot && slot->isValid();
+}
+
+} // namespace
+
+struct OSDrive::State {
+    explicit State(nuv::SharedFileHandle & handleSlot) : slot(handleSlot) {}
+
+    kernel::HANDLE handle() const { return slot ? slot->get() : kernel::INVALID_HANDLE_VALUE; }
+
+    // As the disk told when it was asked last. Transfers are timed, so they ask only when nobody has asked before.
+    std::uint32_t sectorSize() { return knownSectorSize != 0 ? knownSectorSize : askSize(); }
+
+    std::uint32_t askSize() {
+        knownSectorSize = askSectorSize(handle());
+        return knownSectorSize;
+    }
+
+    // Carries a transfer out; start begins it on a handle. True when all of it was moved.
+    template <class Start>
+    bool move(std::uint64_t sector, std::uint32_t count, std::uint64_t byteCount, Start const & start) {
+        std::uint32_t const size = sectorSize();
+        if (size == 0) {
+            return false;
+        }
+        constexpr std::uint64_t lastOffset = std::numeric_limits<std::int64_t>::max();
+        if (std::uint64_t{count} * size != byteCount || byteCount > std::numeric_limits<std::uint32_t>::max() ||
+            sector > (lastOffset - byteCount) / size) {
+            return fail(kernel::ERROR_INVALID_PARAMETER);
+        }
+        kernel::HANDLE const ended = event.get();
+        if (ended == nullptr) {
+            return false;
+        }
+        std::uint64_t const offset = sector * size;
+        kernel::OVERLAPPED overlapped{};
+        overlapped.Offset = static_cast<std::uint32_t>(offset);
+        overlapped.OffsetHigh = static_cast<std::uint32_t>(offset >> 32U);
+        overlapped.hEvent = ended;
+        kernel::HANDLE const disk = handle();
+        std::uint32_t moved = 0;
+        bool succeeded = start(disk, static_cast<std::uint32_t>(byteCount), &moved, &overlapped);
+        if (!succeeded && kernel::GetLastError() == kernel::ERROR_IO_PENDING) {
+            // Without a limit: the device may use record and buffer until the transfer has ended.
+            succeeded = kernel::GetOverlappedResult(disk, &overlapped, &moved, true);
+        }
+        return succeeded && (moved == byteCount || fail(kernel::ERROR_HANDLE_EOF));
+    }
+
+    template <class Start>
+    bool transfer(std::uint64_t sector, std::uint32_t count, std::uint64_t byteCount, Start const & start) {
+        std::uint32_t const errorBefore = kernel::GetLastError();
+        bool const succeeded = move(sector, count, byteCount, start);
+        errorType = succeeded ? None : errorTypeOf(kernel::GetLastError());
+        if (succeeded) {
+            kernel::SetLastError(errorBefore); // that of a transfer which was only pending for a while is no failure
+        }
+        return succeeded;
+    }
+
+    nuv::SharedFileHandle & slot;
+    TransferEvent event;
+    std::uint32_t knownSectorSize = 0;
+    _LIBMEDIA2_ERROR_TYPES errorType = None;
+};
+
+OSDrive::OSDrive(nuv::SharedFileHandle & handleSlot, nuv::CreateFileOpenArgs const * openArgs)
+    : state_(std::make_unique<State>(handleSlot)) {
+    if (openArgs != nullptr && !isOpen(handleSlot)) {
+        handleSlot = nuv::SharedFileHandle(new nuv::FileHandleResManager(*openArgs));
+    }
+}
+
+OSDrive::~OSDrive() = default;
+
+std::uint32_t OSDrive::getSectorSize() {
+    return state_->askSize();
+}
+
+std::uint64_t OSDrive::getSectorCount() {
+    std::uint32_t const sectorSize = state_->askSize();
+    if (sectorSize == 0) {
+        return 0;
+    }
+    auto const length = askRecord<kernel::GET_LENGTH_INFORMATION>(state_->handle(), kernel::IOCTL_DISK_GET_LENGTH_INFO);
+    return length && length->Length > 0 ? static_cast<std::uint64_t>(length->Length) / sectorSize : 0;
+}
+
+bool OSDrive::readSector(std::uint64_t sector, std::uint32_t count, void * buffer, std::uint64_t byteCount) {
+    return state_->transfer(
+        sector, count, byteCount,
+        [buffer](kernel::HANDLE disk, std::uint32_t bytes, std::uint32_t * moved, kernel::OVERLAPPED * overlapped) {
+            return kernel::ReadFile(disk, buffer, bytes, moved, overlapped);
+        });
+}
+
+bool OSDrive::writeSector(std::uint64_t sector, std::uint32_t count, void const * buffer, std::uint64_t byteCount) {
+    return state_->transfer(
+        sector, count, byteCount,
+        [buffer](kernel::HANDLE disk, std::uint32_t bytes, std::uint32_t * moved, kernel::OVERLAPPED * overlapped) {
+            return kernel::WriteFile(disk, buffer, bytes, moved, overlapped);
+        });
+}
+
+int OSDrive::mediaState() {
+    std::uint32_t const errorBefore = kernel::GetLastError();
+    std::uint32_t error = kernel::ERROR_SUCCESS;
+    // A drive tells once that its medium was changed; the next answer is about the new one.
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        error = sendControl(state_->handle(), kernel::IOCTL_STORAGE_CHECK_VERIFY) ? kernel::ERROR_SUCCESS
+                                                                                  : kernel::GetLastError();
+        if (error != mediaChanged) {
+            break;
+        }
+    }
+    kernel::SetLastError(errorBefore);
+    if (error == kernel::ERROR_SUCCESS) {
+        return ready;
+    }
+    return error == kernel::ERROR_NOT_READY ? loading : noMedium;
+}
+
+bool OSDrive::isMediaPresent() {
+    return mediaState() == ready;
+}
+
+bool OSDrive::isMediaLoading() {
+    return mediaState() == loading;
+}
+
+bool OSDrive::loadDrive() {
+    return sendControl(state_->handle(), kernel::IOCTL_STORAGE_LOAD_MEDIA);
+}
+
+Drive::_LIBMEDIA2_ERROR_TYPES OSDrive::lastErrorType() const {
+    return state_->errorType;
+}
+
+} // namespace libMedia2

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "DiskVolumes.h"
+#include "nuv/String.h"
+
+namespace libVolumes {
+
+// True when one of the volumes of the disk is protected by BitLocker, or cannot be shown not to be. Blocks for reads of
+// the raw disk; leaves no handle open.
+bool anyIsBitLocker(nuv::String const & osLocator, DiskVolumes const & volumes);
+
+} // namespace libVolumes

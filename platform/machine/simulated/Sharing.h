@@ -1,0 +1,42 @@
+// Share modes: who may open what while others have it open.
+#pragma once
+
+#include "Bus.h"
+#include "machine/Machine.h"
+
+namespace machine::simulated {
+
+struct Sharing {
+    bool reads;
+    bool writes;
+    bool sharesRead;
+    bool sharesWrite;
+};
+
+Sharing sharingOf(OpenRequest const & request);
+
+// An open that only asks for attributes takes no part in sharing.
+inline bool takesPart(Sharing const & sharing) {
+    return sharing.reads || sharing.writes;
+}
+
+bool isForbidden(Openable const & target, Sharing const & wanted);
+
+// One open as it is counted, from construction to destruction. The target stays where it is meanwhile.
+class Share {
+public:
+    Share(Openable & target, Sharing const & sharing);
+    Share(Share const &) = delete;
+    Share & operator=(Share const &) = delete;
+    ~Share();
+
+    bool isOnlyOne() const; // of the opens that take part
+
+private:
+    void count(std::uint32_t by);
+
+    Openable & target_;
+    Sharing const sharing_;
+};
+
+} // namespace machine::simulated

@@ -1,0 +1,61 @@
+// I/O controls that are bounded in time, although a device may never answer.
+#pragma once
+
+#include "Handle.h"
+#include "machine/Machine.h"
+
+#include <windows.h>
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace machine::windows {
+
+// One I/O control with all that the device may touch. Lives until the device has answered.
+class ControlCall {
+public:
+    ControlCall(std::shared_ptr<FileHandle const> file, std::uint32_t code, std::span<std::byte const> input,
+                std::size_t outputSize);
+    ControlCall(ControlCall const &) = delete;
+    ControlCall & operator=(ControlCall const &) = delete;
+
+    void carryOut(); // returns when the device has answered
+    void cancel();   // asks for the answer, from another thread
+
+    Transfer outcome() const { return outcome_; }
+    std::span<std::byte const> output() const { return output_; } // what came back
+
+private:
+    std::shared_ptr<FileHandle const> file_;
+    std::uint32_t code_;
+    std::vector<std::byte> input_;
+    std::vector<std::byte> output_;
+    EventHandle ended_;
+    OVERLAPPED overlapped_{};
+    Transfer outcome_;
+};
+
+// Threads that wait for devices. One that waits for ever is given up, and its call with it.
+class ControlThreads {
+public:
+    ControlThreads() = default;
+    ControlThreads(ControlThreads const &) = delete;
+    ControlThreads & operator=(ControlThreads const &) = delete;
+    ~ControlThreads();
+
+    // True when the call was answered within the limit. Otherwise it is no longer the caller's.
+    bool carryOut(std::shared_ptr<ControlCall> const & call, Duration limit);
+
+private:
+    class Thread;
+
+    std::shared_ptr<Thread> take(); // an idle one, or a new one; null when there is none to be had
+
+    std::mutex lock_;
+    std::vector<std::shared_ptr<Thread>> idle_;
+};
+
+} // namespace machine::windows

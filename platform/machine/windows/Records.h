@@ -1,0 +1,36 @@
+// What Windows and its drivers return, as plain values. Pure functions over bytes, the same on every system; lengths
+// are not believed.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace machine::windows {
+
+using Bytes = std::span<std::byte const>;
+
+// A text of the registry: up to its terminator, or to the end where there is none.
+std::u16string registryText(Bytes value);
+
+// A list of texts of the registry. An empty text ends it.
+std::vector<std::u16string> registryTexts(Bytes value);
+
+// What STORAGE_DEVICE_DESCRIPTOR tells of a disk.
+struct StorageFacts {
+    std::uint32_t bus = 0; // STORAGE_BUS_TYPE
+    bool isRemovable = false;
+    std::u16string serialNumber; // without the blanks around it
+};
+inline constexpr std::uint32_t busAta = 3;
+inline constexpr std::uint32_t busUsb = 7;
+inline constexpr std::uint32_t busSata = 11;
+std::optional<StorageFacts> parseStorageDescriptor(Bytes record);
+
+// The numbers of the disks in a VOLUME_DISK_EXTENTS record, as far as the record goes.
+std::vector<std::uint32_t> parseDiskNumbers(Bytes record);
+
+} // namespace machine::windows

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+#include <string_view>
+
+namespace terminal {
+
+// One of the streams that are written: a console, a pipe or a file.
+class Output {
+public:
+    virtual ~Output() = default;
+
+    // Writes all of a UTF-8 text. False once nobody takes it any more.
+    virtual bool write(std::string_view text) = 0;
+    virtual bool isConsole() const { return false; }
+    virtual unsigned width() const { return 80; } // columns
+};
+
+// Of a standard handle, which may be missing. Once the stop event is set, a reader of a pipe that takes nothing for a
+// while has lost interest.
+std::unique_ptr<Output> openOutput(HANDLE stream, HANDLE stopEvent);
+
+} // namespace terminal

@@ -1,0 +1,145 @@
+#include "JournalPlace.h"
+
+#include "DestructiveSummary.h"
+#include "DiskSize.h"
+#include "TextLayout.h"
+#include "journal/Disks.h"
+#include "journal/Folder.h"
+#include "machine/Machine.h"
+#include "machine/Text.h"
+#include "nuv.h"
+#include "terminal/Process.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace tkit5 {
+
+namespace {
+
+machine::DiskFacts const * diskFacts(CatalogDevice const & device) {
+    return machine::current().devices().disk(device.facts().node);
+}
+
+bool isTrue(RegisteredTest const & test, char const * parameter) {
+    auto const found = std::ranges::find(test.parameters, parameter, &RegisteredParameter::name);
+    return found != test.parameters.end() && (*found)->type == DataType::BOOLEAN && (*found)->passed &&
+           (*found)->passed->valueBool();
+}
+
+// A test overwrites at most so many sectors at once, times the size of one of them; two backups may exist for a moment.
+constexpr std::uint64_t sectorsPerByteOfSector = 40;
+constexpr std::uint64_t backupsAtOnce = 2;
+
+std::uint64_t roomFor(CatalogDevice const & disk) {
+    DiskSize const size = sizeOfDisk(disk.osLocator());
+    std::uint64_t const transfer = std::uint64_t{size.sectorSize} * size.sectorSize * sectorsPerByteOfSector;
+    return backupsAtOnce * (std::min(transfer, size.bytes) + journal::headerSize);
+}
+
+bool mayBelongTo(journal::DiskIdentity const & owed, CatalogDevice const & device) {
+    if (diskFacts(device) == nullptr) {
+        return false;
+    }
+    journal::DiskIdentity const known = journal::identityOf(journal::findDisk(device.osLocator().view()));
+    return owed.serialNumber == known.serialNumber && (!owed.serialNumber.empty() || owed.model == known.model);
+}
+
+} // namespace
+
+std::string journalFolder(Options const & options) {
+    if (options.journal) {
+        return *options.journal;
+    }
+    std::string const state = terminal::stateFolder();
+    if (state.empty()) {
+        return {};
+    }
+    std::u8string const folder = (std::filesystem::path(std::u8string(state.begin(), state.end())) / "nuvrusb").u8string();
+    return {folder.begin(), folder.end()};
+}
+
+std::unique_ptr<journal::Storage> openJournal(Options const & options) {
+    std::string const folder = journalFolder(options);
+    return folder.empty() ? nullptr : journal::folderStorage(folder);
+}
+
+bool preservesData(RegisteredTest const & test) {
+    return isTrue(test, "PerformWritePerformance") && isTrue(test, "PreserveAndRestoreData") &&
+           isTrue(test, "PromptEnable");
+}
+
+bool livesInMemory(CatalogDevice const & device) {
+    machine::DiskFacts const * const facts = diskFacts(device);
+    return facts != nullptr && facts->inMemory;
+}
+
+std::string whyNoJournal(std::string const & folder, std::vector<CatalogDevice const *> const & disks) {
+    if (folder.empty()) {
+        return "The system names no folder for it.";
+    }
+    std::uint64_t needed = 0;
+    for (CatalogDevice const * disk : disks) {
+        machine::DiskFacts const * const facts = diskFacts(*disk);
+        std::string const backing =
+            facts != nullptr && !facts->backing.empty() ? facts->backing : machine::toUtf8(disk->osLocator().view());
+        if (journal::placeOfFolder(folder, backing).onDisk) {
+            return fmt::format("{} lies on the disk that is tested.", folder);
+        }
+        needed = std::max(needed, roomFor(*disk));
+    }
+    auto const storage = journal::folderStorage(folder);
+    if (auto const room = storage->room(); room && *room < needed) {
+        return fmt::format("{} has room for {}, but {} are needed.", folder, sizeText(*room), sizeText(needed));
+    }
+    if (std::uint32_t const error = journal::Journal(*storage).tryOut(); error != 0) {
+        return fmt::format("{} cannot be used. {}", folder, nuv::System::getSystemErrorMsg(error).getUTF8String());
+    }
+    return {};
+}
+
+bool isLostWithPower(std::string const & folder) {
+    return journal::placeOfFolder(folder, {}).inMemory;
+}
+
+std::vector<OwedEntry> owedEntries(journal::Survey const & survey, DeviceCatalog const & catalog) {
+    std::vector<OwedEntry> owed;
+    for (journal::FoundEntry const & found : survey.entries) {
+        if (found.state == journal::FoundEntry::State::InUse) {
+            continue;
+        }
+        OwedEntry entry{found, {}};
+        if (found.state == journal::FoundEntry::State::Owed) {
+            for (auto const & device : catalog.devices()) {
+                if (mayBelongTo(found.entry.disk, *device)) {
+                    entry.disks.push_back(device.get());
+                }
+            }
+        }
+        owed.push_back(std::move(entry));
+    }
+    return owed;
+}
+
+std::string rangeText(journal::DiskIdentity const & disk, journal::Range const & range) {
+    std::uint64_t const bytes = std::uint64_t{range.sectorCount} * disk.sectorSize;
+    return fmt::format("sectors {} to {} ({}) of {}, {}", range.firstSector, range.firstSector + range.sectorCount - 1,
+                       sizeText(bytes), disk.model.empty() ? "a disk" : printable(disk.model),
+                       disk.serialNumber.empty() ? "without serial number"
+                                                 : "serial number " + printable(disk.serialNumber));
+}
+
+std::string recoverCommand(Options const & options) {
+    std::string command = "nuvrusb recover";
+    if (options.journal) {
+        command += fmt::format(" --journal \"{}\"", *options.journal);
+    }
+    if (options.machine) {
+        command += fmt::format(" --machine \"{}\"", *options.machine);
+    }
+    return command;
+}
+
+} // namespace tkit5

@@ -1,0 +1,48 @@
+// Where backups of what a test overwrites are kept, and whether they can be.
+#pragma once
+
+#include "DeviceCatalog.h"
+#include "Options.h"
+#include "Registry.h"
+#include "journal/Journal.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tkit5 {
+
+// The folder that was named, else the one for programs' state of this user; empty when the system has none.
+std::string journalFolder(Options const & options);
+
+// Null when there is no folder. Creates nothing.
+std::unique_ptr<journal::Storage> openJournal(Options const & options);
+
+// True for a test that, with the parameters passed, overwrites data and puts it back.
+bool preservesData(RegisteredTest const & test);
+
+bool livesInMemory(CatalogDevice const & device); // a disk of a described PC that is gone when the program ends
+
+// Why the folder cannot hold what a run on these disks needs; empty when it can. Creates the folder and tries it out.
+std::string whyNoJournal(std::string const & folder, std::vector<CatalogDevice const *> const & disks);
+
+// True when what is kept in the folder does not outlast a loss of power.
+bool isLostWithPower(std::string const & folder);
+
+// An entry that nobody works on any more, and the disks of the PC that it may belong to.
+struct OwedEntry {
+    journal::FoundEntry found;
+    std::vector<CatalogDevice const *> disks;
+};
+
+// What is owed in a folder; without a serial number the model and the size have to do. Damaged entries belong to no
+// disk; those of a process that runs are left out.
+std::vector<OwedEntry> owedEntries(journal::Survey const & survey, DeviceCatalog const & catalog);
+
+// "sectors 20480 to 40959 (10.5 MB) of Stick, serial number 4C530001"
+std::string rangeText(journal::DiskIdentity const & disk, journal::Range const & range);
+
+// The command that puts everything back, with the options of this one.
+std::string recoverCommand(Options const & options);
+
+} // namespace tkit5

@@ -1,0 +1,314 @@
+#include "RecoverCommand.h"
+
+#include "JournalPlace.h"
+#include "JsonlLines.h"
+#include "Names.h"
+#include "Recovery.h"
+#include "TextLayout.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace tkit5 {
+
+namespace {
+
+using journal::FoundEntry;
+using Json = nlohmann::ordered_json;
+using Kind = RecoveryOutcome::Kind;
+
+struct Handled {
+    RecoveryOutcome outcome;
+    bool isDiscarded = false;
+};
+
+char const * kindName(Handled const & handled) {
+    if (handled.isDiscarded) {
+        return "discarded";
+    }
+    switch (handled.outcome.kind) {
+    case Kind::Restored:
+        return "restored";
+    case Kind::InPlace:
+        return "inPlace";
+    case Kind::Possible:
+        return "possible";
+    case Kind::Failed:
+        return "failed";
+    case Kind::Refused:
+        break;
+    }
+    return "refused";
+}
+
+bool overlap(journal::Entry const & a, journal::Entry const & b) {
+    return a.range.firstSector < b.range.firstSector + b.range.sectorCount &&
+           b.range.firstSector < a.range.firstSector + a.range.sectorCount;
+}
+
+class RecoverCommand {
+public:
+    RecoverCommand(Options const & options, terminal::Console & console, DeviceCatalog const & catalog)
+        : options_(options), console_(console), lines_(console), catalog_(catalog),
+          isJsonl_(options.format == Format::Jsonl) {}
+
+    int run() {
+        storage_ = openJournal(options_);
+        if (storage_ == nullptr) {
+            return refuse("The system names no folder for backups. Name it with --journal DIR.",
+                          TestResult::BADPARAMS());
+        }
+        if (!chooseDisks()) {
+            return TestResult::BADPARAMS().value();
+        }
+        journal::Survey const survey = journal::survey(*storage_);
+        if (survey.error != 0) {
+            return refuse(fmt::format("{} cannot be read. {}", storage_->place(),
+                                      nuv::System::getSystemErrorMsg(survey.error).getUTF8String()),
+                          TestResult::CANNOTRUN());
+        }
+        chooseEntries(survey);
+        list();
+        TestResult result = TestResult::PASS();
+        if (!entries_.empty()) {
+            if (!options_.dryRun && !isAllowed()) {
+                return ended(declined_);
+            }
+            result = handleAll();
+        }
+        if (!options_.dryRun) {
+            for (std::string const & name : survey.unfinished) {
+                storage_->remove(name); // nothing was overwritten before such a backup was complete
+            }
+        }
+        return ended(result);
+    }
+
+private:
+    bool chooseDisks() {
+        for (std::string const & name : options_.devices) {
+            auto const found = catalog_.find(name);
+            if (found.empty()) {
+                refuse(fmt::format("There is no device '{}' in this PC. 'nuvrusb devices' lists them.", name),
+                       TestResult::BADPARAMS());
+                return false;
+            }
+            disks_.insert(disks_.end(), found.begin(), found.end());
+        }
+        return true;
+    }
+
+    bool isNamed(CatalogDevice const * disk) const { return std::ranges::count(disks_, disk) != 0; }
+
+    // What concerns the disks that were named, or everything; the latest first, since it may have been made of what an
+    // earlier one has left.
+    void chooseEntries(journal::Survey const & survey) {
+        for (FoundEntry const & found : survey.entries) {
+            inUse_ += found.state == FoundEntry::State::InUse ? 1 : 0;
+        }
+        for (OwedEntry & entry : owedEntries(survey, catalog_)) {
+            if (!disks_.empty()) {
+                std::erase_if(entry.disks, [this](CatalogDevice const * disk) { return !isNamed(disk); });
+                if (entry.disks.empty()) {
+                    ++ofOthers_;
+                    continue;
+                }
+            }
+            entries_.push_back(std::move(entry));
+        }
+        std::ranges::reverse(entries_);
+    }
+
+    void list() {
+        if (isJsonl_) {
+            for (OwedEntry const & entry : entries_) {
+                lines_.write("owed", jsonOf(entry));
+            }
+            return;
+        }
+        std::string text;
+        if (entries_.empty()) {
+            text = disks_.empty() ? "No backup is owed to any disk.\n" : "Nothing is owed to this disk.\n";
+        } else {
+            text = fmt::format("In {}:\n", printable(storage_->place()));
+        }
+        for (OwedEntry const & entry : entries_) {
+            text += fmt::format("  {}: {}\n", entry.found.name, describe(entry));
+        }
+        if (ofOthers_ != 0) {
+            text += fmt::format("What is owed to other disks: {}. 'nuvrusb recover' without --device lists it.\n",
+                                ofOthers_);
+        }
+        if (inUse_ != 0) {
+            text += fmt::format("Backups of a run that goes on: {}.\n", inUse_);
+        }
+        console_.write(text);
+    }
+
+    static std::string describe(OwedEntry const & entry) {
+        if (entry.found.state != FoundEntry::State::Owed) {
+            return "cannot be read as a backup";
+        }
+        std::string text = rangeText(entry.found.entry.disk, entry.found.entry.range);
+        for (CatalogDevice const * disk : entry.disks) {
+            text += fmt::format("\n      {} ({})", printable(disk->facts().identifier.getUTF8String()),
+                                printable(disk->facts().osName.getUTF8String()));
+        }
+        return entry.disks.empty() ? text + "\n      not in this PC" : text;
+    }
+
+    static Json jsonOf(OwedEntry const & entry) {
+        journal::Entry const & owed = entry.found.entry;
+        bool const isReadable = entry.found.state == FoundEntry::State::Owed;
+        Json devices = Json::array();
+        for (CatalogDevice const * disk : entry.disks) {
+            devices.push_back(disk->facts().identifier.getUTF8String());
+        }
+        return {{"backup", entry.found.name},
+                {"readable", isReadable},
+                {"serialNumber", owed.disk.serialNumber},
+                {"model", owed.disk.model},
+                {"diskSize", owed.disk.size},
+                {"sectorSize", owed.disk.sectorSize},
+                {"firstSector", owed.range.firstSector},
+                {"sectorCount", owed.range.sectorCount},
+                {"devices", std::move(devices)}};
+    }
+
+    // Somebody has to say that disks are written to, or that backups go.
+    bool isAllowed() {
+        if (options_.allowDestructive) {
+            return true;
+        }
+        if (isJsonl_ || !console_.inputIsTerminal() || !console_.outputIsTerminal()) {
+            console_.writeError(fmt::format("{}: There is no terminal to ask on. Allow it with --allow-destructive.\n",
+                                            programName));
+            declined_ = TestResult::BADPARAMS();
+            return false;
+        }
+        std::string answer;
+        bool const answered =
+            console_.write(options_.discard
+                               ? "The data in these backups will be lost. Type yes to give them up: "
+                               : "What the disks hold there now will be overwritten. Type yes to allow it: ") &&
+            console_.readLine(answer, std::nullopt) == terminal::Console::Input::Line;
+        if (answered && answer == "yes") {
+            return true;
+        }
+        console_.writeError(fmt::format("{}: Nothing was done, since nobody typed yes.\n", programName));
+        declined_ = TestResult::USERABORTED();
+        return false;
+    }
+
+    TestResult handleAll() {
+        TestResult result = TestResult::PASS();
+        std::vector<OwedEntry const *> left; // not back
+        for (OwedEntry const & entry : entries_) {
+            if (console_.stopRequested()) {
+                return result.merge(TestResult::USERABORTED());
+            }
+            Handled const handled = options_.discard ? discard(entry) : recoverOne(entry, left);
+            if (handled.outcome.kind == Kind::Refused || handled.outcome.kind == Kind::Failed) {
+                left.push_back(&entry);
+            }
+            tell(entry, handled);
+            result.merge(handled.outcome.result);
+        }
+        return result;
+    }
+
+    Handled discard(OwedEntry const & entry) {
+        if (options_.dryRun) {
+            return {{Kind::Possible, TestResult::PASS(), "It would be given up."}};
+        }
+        if (std::uint32_t const error = journal::Journal(*storage_).close(entry.found.name); error != 0) {
+            return {{Kind::Refused, TestResult::CANNOTRUN(),
+                     fmt::format("It cannot be removed. {}",
+                                 nuv::System::getSystemErrorMsg(error).getUTF8String())}};
+        }
+        return {{Kind::InPlace, TestResult::PASS(), "Given up."}, true};
+    }
+
+    Handled recoverOne(OwedEntry const & entry, std::vector<OwedEntry const *> const & left) {
+        auto const refused = [](TestResult const & result, std::string text) {
+            return Handled{{Kind::Refused, result, std::move(text)}};
+        };
+        if (entry.found.state != FoundEntry::State::Owed) {
+            return refused(TestResult::FAIL(), "The file is damaged, so nothing can be put back from it. --discard "
+                                               "removes it.");
+        }
+        if (entry.disks.empty()) {
+            return refused(TestResult::NODEVICE(), "The disk is not in this PC. Plug it in and run this again.");
+        }
+        journal::Entry const & owed = entry.found.entry;
+        if (entry.disks.size() > 1) {
+            return refused(TestResult::CANNOTRUN(), "Several disks look like the one that it belongs to. Name the "
+                                                    "right one with --device.");
+        }
+        if (owed.disk.serialNumber.empty() && disks_.empty()) {
+            return refused(TestResult::CANNOTRUN(), "The disk has no serial number, so that it may be another one that "
+                                                    "looks alike. Name it with --device.");
+        }
+        // Restored after this one, a later backup would bring back what the test had written.
+        bool const waits = std::ranges::any_of(left, [&](OwedEntry const * other) {
+            return other->found.state == FoundEntry::State::Owed && other->disks == entry.disks &&
+                   overlap(other->found.entry, owed);
+        });
+        if (waits) {
+            return refused(TestResult::CANNOTRUN(), "A later backup of the same sectors has to be put back first.");
+        }
+        return {recover(*storage_, entry.found, *entry.disks.front(), options_.dryRun,
+                        [this] { return console_.stopRequested(); })};
+    }
+
+    void tell(OwedEntry const & entry, Handled const & handled) {
+        if (isJsonl_) {
+            lines_.write("recovered", {{"backup", entry.found.name},
+                                       {"outcome", kindName(handled)},
+                                       {"text", handled.outcome.text},
+                                       {"result", resultName(handled.outcome.result)},
+                                       {"code", handled.outcome.result.value()}});
+            return;
+        }
+        console_.write(fmt::format("{}: {}\n", entry.found.name, printable(handled.outcome.text)));
+    }
+
+    int refuse(std::string const & message, TestResult const & result) {
+        console_.writeError(fmt::format("{}: {}\n", programName, message));
+        return result.value();
+    }
+
+    int ended(TestResult result) {
+        if (isJsonl_) {
+            lines_.write("recoverEnd", {{"result", resultName(result)}, {"code", result.value()}});
+            if (lines_.lost()) {
+                result.merge(TestResult::USERABORTED());
+            }
+        }
+        return result.value();
+    }
+
+    Options const & options_;
+    terminal::Console & console_;
+    JsonlLines lines_;
+    DeviceCatalog const & catalog_;
+    bool const isJsonl_;
+    std::unique_ptr<journal::Storage> storage_;
+    std::vector<CatalogDevice const *> disks_; // that were named
+    std::vector<OwedEntry> entries_;
+    std::size_t ofOthers_ = 0;
+    std::size_t inUse_ = 0;
+    TestResult declined_;
+};
+
+} // namespace
+
+int recoverOwed(Options const & options, terminal::Console & console, DeviceCatalog const & catalog) {
+    return RecoverCommand(options, console, catalog).run();
+}
+
+} // namespace tkit5

@@ -1,0 +1,257 @@
+#include "Recovery.h"
+
+#include "DestructiveSummary.h"
+#include "journal/Pages.h"
+#include "kernel.h"
+#include "libMedia2.h"
+#include "libVolumes.h"
+#include "nuv.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <span>
+#include <utility>
+
+namespace tkit5 {
+
+namespace {
+
+using Kind = RecoveryOutcome::Kind;
+using journal::Entry;
+
+constexpr std::size_t pieceSize = std::size_t{1} << 20U; // a whole number of sectors of any size
+
+std::string errorText(std::uint32_t error) {
+    return nuv::System::getSystemErrorMsg(error).getUTF8String();
+}
+
+class Recovery {
+public:
+    Recovery(journal::Storage & storage, journal::FoundEntry const & owed, CatalogDevice const & disk, bool dry,
+             std::function<bool()> const & shallStop)
+        : storage_(storage), owed_(owed), entry_(owed.entry), disk_(disk), dry_(dry), shallStop_(shallStop) {}
+
+    RecoveryOutcome run() {
+        auto outcome = checkFile();
+        if (!outcome) {
+            outcome = dry_ ? look() : restore();
+        }
+        file_.reset(); // an open file cannot be removed everywhere
+        if (!dry_ && (outcome->kind == Kind::Restored || outcome->kind == Kind::InPlace)) {
+            giveUpEntry(*outcome);
+        }
+        return *outcome;
+    }
+
+private:
+    static RecoveryOutcome refused(TestResult const & result, std::string text) {
+        return {Kind::Refused, result, std::move(text)};
+    }
+    static RecoveryOutcome failed(std::string text) { return {Kind::Failed, TestResult::FAIL(), std::move(text)}; }
+    static RecoveryOutcome stopped() {
+        return {Kind::Refused, TestResult::USERABORTED(), "Stopped; run it again to put the rest back."};
+    }
+
+    std::optional<RecoveryOutcome> checkFile() {
+        journal::Result<journal::StoredBytes> opened = storage_.open(owed_.name);
+        if (!opened.file) {
+            return refused(TestResult::CANNOTRUN(),
+                           fmt::format("The backup cannot be read. {}", errorText(opened.error)));
+        }
+        file_ = std::move(opened.file);
+        journal::BackupCheck const check = journal::checkBackup(*file_, entry_);
+        if (check.error != kernel::ERROR_SUCCESS) {
+            return refused(TestResult::CANNOTRUN(),
+                           fmt::format("The backup cannot be read. {}", errorText(check.error)));
+        }
+        if (!check.intact) {
+            return refused(TestResult::FAIL(), "The backup is damaged and cannot be used; nothing was written.");
+        }
+        memory_ = journal::makePages(2 * pieceSize);
+        if (memory_ == nullptr) {
+            return refused(TestResult::CANNOTRUN(), "There is not enough memory.");
+        }
+        return std::nullopt;
+    }
+
+    RecoveryOutcome look() {
+        if (auto const wrong = open(kernel::GENERIC_READ, kernel::FILE_SHARE_READ | kernel::FILE_SHARE_WRITE)) {
+            return *wrong;
+        }
+        switch (compare()) {
+        case Comparison::Equal:
+            return {Kind::InPlace, TestResult::PASS(), "The bytes are in place already."};
+        case Comparison::Stopped:
+            return stopped();
+        case Comparison::Different:
+        case Comparison::Unreadable:
+            break;
+        }
+        return {Kind::Possible, TestResult::PASS(), "It can be put back."};
+    }
+
+    RecoveryOutcome restore() {
+        libVolumes::DeviceLockingManager locker(disk_.osLocator());
+        if (!locker.lockVolumes()) {
+            return refused(TestResult::DEVICEBUSY(),
+                           "A volume of the disk is in use. Close the programs and windows that use it.");
+        }
+        if (auto const wrong = open(kernel::GENERIC_READ | kernel::GENERIC_WRITE, 0)) {
+            return *wrong;
+        }
+        switch (compare()) {
+        case Comparison::Equal:
+            return {Kind::InPlace, TestResult::PASS(), "The bytes were in place already."};
+        case Comparison::Stopped:
+            return stopped();
+        case Comparison::Different:
+        case Comparison::Unreadable: // writing may mend it
+            break;
+        }
+        return write();
+    }
+
+    // Empty once the disk is open and has the size that it had.
+    std::optional<RecoveryOutcome> open(std::uint32_t access, std::uint32_t share) {
+        nuv::CreateFileOpenArgs args;
+        args.fileName = disk_.osLocator();
+        args.desiredAccess = access;
+        args.shareMode = share;
+        args.flagsAndAttributes = kernel::FILE_FLAG_NO_BUFFERING | kernel::FILE_FLAG_WRITE_THROUGH;
+        handle_ = nuv::SharedFileHandle(new nuv::FileHandleResManager(args));
+        if (!handle_->isValid()) {
+            return cannotOpen(kernel::GetLastError());
+        }
+        drive_.emplace(handle_, nullptr);
+        if (!drive_->isMediaPresent()) {
+            return refused(TestResult::NOMEDIA(), "There is no medium in the drive. Insert the one that was tested.");
+        }
+        std::uint32_t const sectorSize = drive_->getSectorSize();
+        std::uint64_t const size = drive_->getSectorCount() * sectorSize;
+        if (sectorSize == 0 || size == 0) {
+            return refused(TestResult::CANNOTRUN(), "The disk does not tell its size.");
+        }
+        if (size != entry_.disk.size) {
+            return refused(TestResult::CANNOTRUN(),
+                           fmt::format("The disk has {}, but the backup is of one with {}: it is another disk, or "
+                                       "another medium. Nothing was written.",
+                                       sizeText(size), sizeText(entry_.disk.size)));
+        }
+        if (sectorSize != entry_.disk.sectorSize) {
+            return refused(TestResult::CANNOTRUN(),
+                           fmt::format("The disk has sectors of {} bytes, but the backup is of one with sectors of {} "
+                                       "bytes. Nothing was written.",
+                                       sectorSize, entry_.disk.sectorSize));
+        }
+        return std::nullopt;
+    }
+
+    static RecoveryOutcome cannotOpen(std::uint32_t error) {
+        switch (error) {
+        case kernel::ERROR_SHARING_VIOLATION:
+            return refused(TestResult::DEVICEBUSY(), "The disk is in use by another program.");
+        case kernel::ERROR_FILE_NOT_FOUND:
+        case kernel::ERROR_DEVICE_NOT_CONNECTED:
+            return refused(TestResult::NODEVICE(), "The disk has been unplugged.");
+        case kernel::ERROR_ACCESS_DENIED:
+            return refused(TestResult::CANNOTRUN(), "Access to the disk is denied. Run it as administrator.");
+        default:
+            return refused(TestResult::CANNOTRUN(), fmt::format("The disk cannot be opened. {}", errorText(error)));
+        }
+    }
+
+    enum class Comparison { Equal, Different, Unreadable, Stopped };
+
+    // The range on the disk with the backup.
+    Comparison compare() {
+        for (std::uint64_t done = 0; done < entry_.bytes(); done += pieceSize) {
+            if (shallStop_()) {
+                return Comparison::Stopped;
+            }
+            std::span const wanted = piece(done, 0);
+            std::span const found = piece(done, pieceSize);
+            if (journal::readBackup(*file_, done, wanted) != kernel::ERROR_SUCCESS ||
+                !drive_->readSector(sectorAt(done), sectorsOf(found), found.data(), found.size())) {
+                return Comparison::Unreadable;
+            }
+            if (std::memcmp(wanted.data(), found.data(), wanted.size()) != 0) {
+                return Comparison::Different;
+            }
+        }
+        return Comparison::Equal;
+    }
+
+    RecoveryOutcome write() {
+        for (std::uint64_t done = 0; done < entry_.bytes(); done += pieceSize) {
+            if (shallStop_()) {
+                return stopped();
+            }
+            std::span const bytes = piece(done, 0);
+            if (std::uint32_t const error = journal::readBackup(*file_, done, bytes); error != kernel::ERROR_SUCCESS) {
+                return failed(fmt::format("The backup cannot be read any more. {}", errorText(error)));
+            }
+            if (!drive_->writeSector(sectorAt(done), sectorsOf(bytes), bytes.data(), bytes.size())) {
+                return failed(fmt::format("Sector {} cannot be written. {}", sectorAt(done),
+                                          errorText(kernel::GetLastError())));
+            }
+        }
+        if (!kernel::FlushFileBuffers(handle_->get()) && kernel::GetLastError() != kernel::ERROR_INVALID_FUNCTION &&
+            kernel::GetLastError() != kernel::ERROR_NOT_SUPPORTED) {
+            return failed(fmt::format("The disk did not confirm what was written. {}",
+                                      errorText(kernel::GetLastError())));
+        }
+        switch (compare()) {
+        case Comparison::Equal:
+            return {Kind::Restored, TestResult::PASS(), "The bytes are back, as reading them shows."};
+        case Comparison::Stopped:
+            return stopped();
+        case Comparison::Unreadable:
+            return failed("The bytes were written, but cannot be read back.");
+        case Comparison::Different:
+            break;
+        }
+        return failed("The bytes were written, but something else is read back.");
+    }
+
+    void giveUpEntry(RecoveryOutcome & outcome) {
+        std::uint32_t const error = journal::Journal(storage_).close(owed_.name);
+        if (error != kernel::ERROR_SUCCESS) {
+            outcome.result = TestResult::WARN();
+            outcome.text += fmt::format(" The file with the backup cannot be removed. {}", errorText(error));
+        }
+    }
+
+    std::span<std::byte> piece(std::uint64_t done, std::size_t at) {
+        auto const size = static_cast<std::size_t>(std::min<std::uint64_t>(pieceSize, entry_.bytes() - done));
+        return {memory_.get() + at, size};
+    }
+    std::uint64_t sectorAt(std::uint64_t done) const {
+        return entry_.range.firstSector + done / entry_.disk.sectorSize;
+    }
+    std::uint32_t sectorsOf(std::span<std::byte const> bytes) const {
+        return static_cast<std::uint32_t>(bytes.size() / entry_.disk.sectorSize);
+    }
+
+    journal::Storage & storage_;
+    journal::FoundEntry const & owed_;
+    Entry const & entry_;
+    CatalogDevice const & disk_;
+    bool const dry_;
+    std::function<bool()> const & shallStop_;
+    std::unique_ptr<journal::StoredBytes> file_;
+    journal::Pages memory_; // a piece of the backup and one of the disk
+    nuv::SharedFileHandle handle_;
+    std::optional<libMedia2::OSDrive> drive_; // refers to the handle
+};
+
+} // namespace
+
+RecoveryOutcome recover(journal::Storage & storage, journal::FoundEntry const & owed, CatalogDevice const & disk,
+                        bool dry, std::function<bool()> const & shallStop) {
+    return Recovery(storage, owed, disk, dry, shallStop).run();
+}
+
+} // namespace tkit5

@@ -1,0 +1,33 @@
+// Puts the bytes of one backup back to its disk.
+#pragma once
+
+#include "DeviceCatalog.h"
+#include "journal/Journal.h"
+#include "tkit5.h"
+
+#include <functional>
+#include <string>
+
+namespace tkit5 {
+
+struct RecoveryOutcome {
+    enum class Kind {
+        Restored, // written and read back
+        InPlace,  // nothing had to be written
+        Possible, // a dry run: it would be written
+        Refused,  // nothing was written
+        Failed,   // the disk may hold something else
+    };
+    Kind kind = Kind::Refused;
+    TestResult result;
+    std::string text; // a sentence for people
+};
+
+// The disk is the one that the entry belongs to by its serial number; its size and sector size are checked here. Unless
+// dry, locks the disk's volumes, opens the disk exclusively, and gives up the entry once its bytes are back. Whatever
+// ends it before, the entry stays, so that it can be done again. shallStop is asked between the parts of the range.
+// Blocks for all of its transfers.
+RecoveryOutcome recover(journal::Storage & storage, journal::FoundEntry const & owed, CatalogDevice const & disk,
+                        bool dry, std::function<bool()> const & shallStop);
+
+} // namespace tkit5

@@ -1,0 +1,111 @@
+// The storage in a real folder.
+#include "journal/Folder.h"
+#include "journal/Journal.h"
+#include "kernel/Files.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+using journal::FoundEntry;
+using journal::Journal;
+
+class FolderTest : public testing::Test {
+protected:
+    FolderTest() {
+        testing::TestInfo const * const info = testing::UnitTest::GetInstance()->current_test_info();
+        top_ = fs::path(testing::TempDir()) / (std::string(info->test_suite_name()) + "." + info->name());
+        fs::remove_all(top_);
+    }
+    ~FolderTest() override { fs::remove_all(top_); }
+
+    std::string folder() const { return (top_ / "state" / "journal").string(); }
+    std::size_t files() const {
+        return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder()), fs::directory_iterator()));
+    }
+
+    fs::path top_;
+    journal::DiskIdentity const stick_{"4C530001", "Stick", 1'000'000, 512};
+    std::vector<std::byte> const backup_ = std::vector<std::byte>(5 * 512, std::byte{0x77});
+};
+
+TEST_F(FolderTest, IsMadeWhenItIsFirstNeeded) {
+    auto const storage = journal::folderStorage(folder());
+    EXPECT_TRUE(journal::survey(*storage).entries.empty());
+    EXPECT_EQ(journal::survey(*storage).error, 0U);
+    EXPECT_GT(storage->room().value_or(0), 0U);
+    EXPECT_FALSE(fs::exists(top_));
+
+    EXPECT_EQ(Journal(*storage).tryOut(), 0U);
+    EXPECT_TRUE(fs::is_directory(folder()));
+    EXPECT_EQ(files(), 0U);
+}
+
+TEST_F(FolderTest, KeepsABackupUntilItIsClosed) {
+    auto const storage = journal::folderStorage(folder());
+    Journal journal(*storage);
+    Journal::Kept kept = journal.keep(stick_, {3, 5}, backup_);
+    ASSERT_TRUE(kept.entry);
+    EXPECT_EQ(journal::survey(*storage).entries.at(0).state, FoundEntry::State::InUse);
+    std::string const name = kept.entry->name;
+    EXPECT_EQ(fs::file_size(storage->pathOf(name)), 4096U + backup_.size());
+
+    kept.entry->file.reset(); // as the end of the process does
+    FoundEntry const found = journal::survey(*storage).entries.at(0);
+    EXPECT_EQ(found.state, FoundEntry::State::Owed);
+    EXPECT_EQ(found.entry, kept.entry->entry);
+    {
+        auto const opened = storage->open(name);
+        ASSERT_TRUE(opened.file);
+        EXPECT_TRUE(journal::checkBackup(*opened.file, found.entry).intact);
+    }
+    EXPECT_EQ(journal.close(name), 0U);
+    EXPECT_EQ(files(), 0U);
+}
+
+TEST_F(FolderTest, TellsAnUnfinishedBackupFromAnOwedOne) {
+    auto const storage = journal::folderStorage(folder());
+    ASSERT_EQ(Journal(*storage).tryOut(), 0U);
+    std::ofstream(fs::path(folder()) / "backup-000007.new") << "half";
+    std::ofstream(fs::path(folder()) / "backup-000008.undo") << "half";
+    std::ofstream(fs::path(folder()) / "notes.txt") << "mine";
+    journal::Survey const found = journal::survey(*storage);
+    EXPECT_EQ(found.unfinished, std::vector<std::string>{"backup-000007.new"});
+    ASSERT_EQ(found.entries.size(), 1U);
+    EXPECT_EQ(found.entries[0].state, FoundEntry::State::Damaged);
+    EXPECT_EQ(found.entries[0].name, "backup-000008.undo");
+}
+
+TEST_F(FolderTest, FailuresCarryTheErrorOfTheSystem) {
+    auto const storage = journal::folderStorage(folder());
+    EXPECT_EQ(storage->open("backup-000001.undo").error, kernel::ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(storage->remove("backup-000001.undo"), kernel::ERROR_FILE_NOT_FOUND);
+    ASSERT_TRUE(storage->create("a").file);
+    EXPECT_EQ(storage->create("a").error, journal::fileExists);
+    EXPECT_EQ(storage->rename("b", "c"), kernel::ERROR_FILE_NOT_FOUND);
+    std::vector<std::byte> byte(1);
+    EXPECT_EQ(storage->open("a").file->read(0, byte), kernel::ERROR_HANDLE_EOF);
+}
+
+TEST_F(FolderTest, AFileInThePlaceOfTheFolderCannotBeUsed) {
+    fs::create_directories(top_);
+    std::ofstream(top_ / "state") << "a file";
+    auto const storage = journal::folderStorage(folder());
+    EXPECT_NE(Journal(*storage).tryOut(), 0U);
+}
+
+TEST_F(FolderTest, LiesOnNoDiskThatItHasNothingToDoWith) {
+    fs::create_directories(top_);
+    std::string const image = (top_ / "stick.img").string();
+    std::ofstream(image) << "bytes";
+    EXPECT_FALSE(journal::placeOfFolder(folder(), image).onDisk);
+    EXPECT_FALSE(journal::placeOfFolder(folder(), {}).onDisk);
+    EXPECT_FALSE(journal::placeOfFolder(folder(), (top_ / "nothing.img").string()).onDisk);
+}
+
+} // namespace

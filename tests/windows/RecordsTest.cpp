@@ -1,0 +1,104 @@
+// What Windows returns, read as values.
+#include "machine/windows/Records.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+using machine::windows::Bytes;
+using machine::windows::parseDiskNumbers;
+using machine::windows::parseStorageDescriptor;
+using machine::windows::registryText;
+using machine::windows::registryTexts;
+
+using namespace std::string_view_literals;
+
+Bytes bytesOf(std::u16string_view text) {
+    return std::as_bytes(std::span(text));
+}
+
+void put(std::vector<std::byte> & record, std::size_t offset, std::uint32_t value) {
+    std::memcpy(record.data() + offset, &value, sizeof value);
+}
+
+TEST(WindowsRecords, TextEndsAtItsTerminator) {
+    EXPECT_EQ(registryText(bytesOf(u"USB Root Hub\0rest"sv)), u"USB Root Hub");
+    EXPECT_EQ(registryText(bytesOf(u"no end"sv)), u"no end");
+    EXPECT_EQ(registryText({}), u"");
+}
+
+TEST(WindowsRecords, HalfAUnitIsDropped) {
+    EXPECT_EQ(registryText(bytesOf(u"ab"sv).first(3)), u"a");
+}
+
+TEST(WindowsRecords, TextKeepsUnitsThatAreNotWellFormed) {
+    std::u16string const text{u'a', char16_t{0xD800}, u'b'};
+    EXPECT_EQ(registryText(bytesOf(text)), text);
+}
+
+TEST(WindowsRecords, ListEndsAtTheEmptyText) {
+    std::vector<std::u16string> const expected{u"USB\\VID_0781", u"USB\\COMPOSITE"};
+    EXPECT_EQ(registryTexts(bytesOf(u"USB\\VID_0781\0USB\\COMPOSITE\0\0behind"sv)), expected);
+    EXPECT_EQ(registryTexts(bytesOf(u"USB\\VID_0781\0USB\\COMPOSITE"sv)), expected);
+    EXPECT_TRUE(registryTexts(bytesOf(u"\0\0"sv)).empty());
+    EXPECT_TRUE(registryTexts({}).empty());
+}
+
+std::vector<std::byte> storageDescriptor(std::string_view serialNumber) {
+    std::vector<std::byte> record(40 + serialNumber.size());
+    record[10] = std::byte{1};
+    put(record, 24, 40);
+    put(record, 28, machine::windows::busUsb);
+    std::memcpy(record.data() + 40, serialNumber.data(), serialNumber.size());
+    return record;
+}
+
+TEST(WindowsRecords, StorageDescriptorTellsBusRemovalAndSerialNumber) {
+    auto const facts = parseStorageDescriptor(storageDescriptor("  4C530001 2\0rest"sv));
+    ASSERT_TRUE(facts.has_value());
+    EXPECT_EQ(facts->bus, machine::windows::busUsb);
+    EXPECT_TRUE(facts->isRemovable);
+    EXPECT_EQ(facts->serialNumber, u"4C530001 2");
+}
+
+TEST(WindowsRecords, SerialNumberWithoutATerminatorEndsWithTheRecord) {
+    EXPECT_EQ(parseStorageDescriptor(storageDescriptor("ABC"))->serialNumber, u"ABC");
+}
+
+TEST(WindowsRecords, SerialNumberOutsideTheRecordIsNone) {
+    for (std::uint32_t const offset : {0U, 8U, 43U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
+        auto record = storageDescriptor("ABC");
+        put(record, 24, offset);
+        EXPECT_EQ(parseStorageDescriptor(record)->serialNumber, u"") << offset;
+    }
+}
+
+TEST(WindowsRecords, ShortStorageDescriptorTellsNothing) {
+    auto const record = storageDescriptor("");
+    EXPECT_FALSE(parseStorageDescriptor(Bytes(record).first(35)).has_value());
+    EXPECT_FALSE(parseStorageDescriptor({}).has_value());
+}
+
+std::vector<std::byte> extents(std::uint32_t count, std::vector<std::uint32_t> const & disks) {
+    std::vector<std::byte> record(8 + 24 * disks.size());
+    put(record, 0, count);
+    for (std::size_t i = 0; i < disks.size(); ++i) {
+        put(record, 8 + 24 * i, disks[i]);
+    }
+    return record;
+}
+
+TEST(WindowsRecords, EveryExtentNamesItsDisk) {
+    EXPECT_EQ(parseDiskNumbers(extents(2, {3, 5})), (std::vector<std::uint32_t>{3, 5}));
+}
+
+TEST(WindowsRecords, ExtentsBeyondTheRecordAreNotRead) {
+    EXPECT_EQ(parseDiskNumbers(extents(0xFFFFFFFF, {7})), std::vector<std::uint32_t>{7});
+    EXPECT_TRUE(parseDiskNumbers(extents(0, {7})).empty());
+    EXPECT_TRUE(parseDiskNumbers({}).empty());
+}
+
+} // namespace
