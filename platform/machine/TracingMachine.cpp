@@ -71,8 +71,10 @@ public:
         std::optional<Transfer> const outcome = traced_->wait(limit);
         std::string const head = fmt::format(R"({{"t":{},"call":"waitTransfer","transfer":{},"limit":{})",
                                              seconds(start), number_, seconds(limit));
-        write(outcome ? fmt::format(R"({},"moved":{},"error":{}}})", head, outcome->bytes, outcome->error)
-                      : fmt::format(R"({},"pending":true}})", head));
+        std::string const took = seconds(now() - start);
+        write(outcome ? fmt::format(R"({},"moved":{},"error":{},"seconds":{}}})", head, outcome->bytes, outcome->error,
+                                    took)
+                      : fmt::format(R"({},"pending":true,"seconds":{}}})", head, took));
         return outcome;
     }
 
@@ -145,8 +147,9 @@ private:
         std::string const head = fmt::format(R"({{"t":{},"call":"{}","handle":{},"offset":{},"bytes":{})",
                                              seconds(start), call, handle_, offset, bytes);
         if (started.pending == nullptr) {
-            machine_.lines_->write(
-                fmt::format(R"({},"moved":{},"error":{}}})", head, started.transfer.bytes, started.transfer.error));
+            machine_.lines_->write(fmt::format(R"({},"moved":{},"error":{},"seconds":{}}})", head,
+                                               started.transfer.bytes, started.transfer.error,
+                                               seconds(machine_.clock().now() - start)));
             return started;
         }
         std::uint32_t const number = ++machine_.lines_->lastTransfer;

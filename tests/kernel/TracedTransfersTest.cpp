@@ -45,9 +45,10 @@ TEST_F(TracedTransfersTest, AReadAndAWriteCarryTheirPlaceAndOutcome) {
     EXPECT_EQ(opened.file->read(0x123456789000, buffer_).transfer.bytes, 512U);
     opened.file->write(4096, std::span(buffer_).first(256));
     EXPECT_EQ(lines_.at(1), R"({"t":0.000000000,"call":"read","handle":1,"offset":20015998341120,"bytes":512,)"
-                            R"("moved":512,"error":0})");
+                            R"("moved":512,"error":0,"seconds":0.005000000})");
     EXPECT_EQ(lines_.at(2),
-              R"({"t":0.005000000,"call":"write","handle":1,"offset":4096,"bytes":256,"moved":256,"error":0})");
+              R"({"t":0.005000000,"call":"write","handle":1,"offset":4096,"bytes":256,"moved":256,"error":0,)"
+              R"("seconds":0.005000000})");
 }
 
 TEST_F(TracedTransfersTest, AFailureCarriesItsErrorAndWhatWasMoved) {
@@ -55,7 +56,8 @@ TEST_F(TracedTransfersTest, AFailureCarriesItsErrorAndWhatWasMoved) {
     pc_.transfer = [](bool, std::uint64_t, std::size_t) { return machine::Started{{1117, 100}, nullptr}; };
     EXPECT_EQ(opened.file->write(0, buffer_).transfer.error, 1117U);
     EXPECT_EQ(lines_.at(1),
-              R"({"t":0.000000000,"call":"write","handle":1,"offset":0,"bytes":512,"moved":100,"error":1117})");
+              R"({"t":0.000000000,"call":"write","handle":1,"offset":0,"bytes":512,"moved":100,"error":1117,)"
+              R"("seconds":0.000000000})");
 }
 
 TEST_F(TracedTransfersTest, AFlushCarriesItsOutcome) {
@@ -81,10 +83,10 @@ TEST_F(TracedTransfersTest, ATransferThatGoesOnIsFollowedByItsNumber) {
     std::vector<std::string> const expected{
         R"({"t":0.000000000,"call":"read","handle":1,"offset":0,"bytes":512,"transfer":1})",
         R"({"t":0.000000000,"call":"write","handle":1,"offset":512,"bytes":512,"transfer":2})",
-        R"({"t":0.000000000,"call":"waitTransfer","transfer":2,"limit":0.050000000,"pending":true})",
+        R"({"t":0.000000000,"call":"waitTransfer","transfer":2,"limit":0.050000000,"pending":true,"seconds":0.050000000})",
         R"({"t":0.050000000,"call":"cancelTransfer","transfer":2})",
-        R"({"t":0.050000000,"call":"waitTransfer","transfer":2,"limit":0.050000000,"moved":0,"error":995})",
-        R"({"t":0.050000000,"call":"waitTransfer","transfer":1,"limit":0.050000000,"moved":512,"error":0})"};
+        R"({"t":0.050000000,"call":"waitTransfer","transfer":2,"limit":0.050000000,"moved":0,"error":995,"seconds":0.000000000})",
+        R"({"t":0.050000000,"call":"waitTransfer","transfer":1,"limit":0.050000000,"moved":512,"error":0,"seconds":0.030000000})"};
     EXPECT_EQ(std::vector(lines_.begin() + 1, lines_.end()), expected);
 }
 
