@@ -88,6 +88,7 @@ public:
         return {.file = std::make_unique<FuzzedFile>(input_), .error = 0};
     }
     machine::DeviceTree const & devices() const override { return tree_; }
+    bool isPresent(machine::NodeId) const override { return true; }
     machine::Clock & clock() override { return clock_; }
     std::vector<std::u16string> volumes() const override { return {}; }
     std::uint32_t take(machine::Resource) override { return 0; }

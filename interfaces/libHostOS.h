@@ -1,5 +1,5 @@
 // libHostOS: the operating system's device tree. Its facts are those of the moment at which the tree was read, once per
-// run; nothing here blocks on hardware.
+// run; only whether a device is present is asked anew. Nothing here blocks on hardware.
 #pragma once
 
 #include "nuv/String.h"
@@ -36,7 +36,7 @@ public:
     static constexpr unsigned Disks = 1;
     static constexpr unsigned HostControllers = 64;
 
-    // presence 0: the devices that are present. classes: a mask of the values above.
+    // presence 0: the devices that are present at this moment. classes: a mask of the values above.
     WindowsDeviceSet(unsigned presence, unsigned classes);
 
     std::size_t size() const { return nodes_.size(); }

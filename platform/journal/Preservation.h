@@ -47,6 +47,7 @@ public:
     // begins on it.
     void beginPass(std::u16string_view path);
     void endPass(std::u16string_view path);
+    bool isAnyUnderWay() const { return !passes_.empty(); }
     bool isUnderWay(std::u16string const & disk) const { return passes_.contains(disk); } // by kernel::fileKey()
 
     // For the disk of a pass that is under way.

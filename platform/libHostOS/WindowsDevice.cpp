@@ -59,15 +59,18 @@ bool WindowsDevice::isChildOf(WindowsDevice const & ancestor) const {
 }
 
 WindowsDeviceSet::WindowsDeviceSet(unsigned presence, unsigned classes) {
-    machine::DeviceTree const & tree = machine::current().devices();
+    machine::Machine const & pc = machine::current();
+    machine::DeviceTree const & tree = pc.devices();
+    auto const isWanted = [&](machine::NodeId id) {
+        return presence != devicesPresent || (tree[id].present && pc.isPresent(id));
+    };
     for (auto const & [mask, nodeClass] :
          {std::pair(Disks, machine::NodeClass::Disk), std::pair(HostControllers, machine::NodeClass::HostController)}) {
         if ((classes & mask) == 0) {
             continue;
         }
         for (machine::NodeId const id : tree.ofClass(nodeClass)) {
-            machine::DeviceNode const & node = tree[id];
-            if (node.listed && (node.present || presence != devicesPresent)) {
+            if (tree[id].listed && isWanted(id)) {
                 nodes_.push_back(id);
             }
         }

@@ -1,9 +1,15 @@
 #include "RecordQuery.h"
+#include "journal/Pages.h"
+#include "journal/Preservation.h"
 #include "kernel.h"
+#include "kernel/Runtime.h"
 #include "libMedia2.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <limits>
+#include <string>
 
 namespace libMedia2 {
 
@@ -57,6 +63,12 @@ bool fail(std::uint32_t error) {
 
 bool sendControl(kernel::HANDLE device, std::uint32_t controlCode) {
     return kernel::DeviceIoControl(device, controlCode, nullptr, 0, nullptr, 0, nullptr, nullptr);
+}
+
+constexpr std::uint64_t pieceSize = std::uint64_t{1} << 20U; // a whole number of sectors of any size
+
+bool knowsNoFlush(std::uint32_t error) {
+    return error == kernel::ERROR_INVALID_FUNCTION || error == kernel::ERROR_NOT_SUPPORTED;
 }
 
 bool isOpen(nuv::SharedFileHandle const & slot) {
@@ -120,9 +132,90 @@ struct OSDrive::State {
         return succeeded;
     }
 
+    std::uint64_t askSectorCount() {
+        std::uint32_t const size = askSize();
+        if (size == 0) {
+            return 0;
+        }
+        auto const length = askRecord<kernel::GET_LENGTH_INFORMATION>(handle(), kernel::IOCTL_DISK_GET_LENGTH_INFO);
+        knownSectorCount = length && length->Length > 0 ? static_cast<std::uint64_t>(length->Length) / size : 0;
+        return knownSectorCount;
+    }
+
+    bool read(std::uint64_t sector, std::uint32_t count, void * buffer, std::uint64_t byteCount) {
+        return transfer(
+            sector, count, byteCount,
+            [buffer](kernel::HANDLE disk, std::uint32_t bytes, std::uint32_t * moved, kernel::OVERLAPPED * overlapped) {
+                return kernel::ReadFile(disk, buffer, bytes, moved, overlapped);
+            });
+    }
+
+    bool write(std::uint64_t sector, std::uint32_t count, void const * buffer, std::uint64_t byteCount) {
+        return transfer(
+            sector, count, byteCount,
+            [buffer](kernel::HANDLE disk, std::uint32_t bytes, std::uint32_t * moved, kernel::OVERLAPPED * overlapped) {
+                return kernel::WriteFile(disk, buffer, bytes, moved, overlapped);
+            });
+    }
+
+    // The preservation that watches the transfers of the disk, while its volumes are locked for a write pass; else
+    // null.
+    journal::Preservation * preservation(std::u16string & disk) const {
+        journal::Preservation * const active = journal::Preservation::active();
+        if (active == nullptr || !active->isAnyUnderWay()) {
+            return nullptr;
+        }
+        disk = kernel::fileKey(handle());
+        return active->isUnderWay(disk) ? active : nullptr;
+    }
+
+    // What a write pass reads is a backup, and nothing may be overwritten unless it is kept.
+    bool keepBackup(journal::Range const & range, void const * buffer, std::uint64_t byteCount) {
+        std::u16string disk;
+        journal::Preservation * const keeper = preservation(disk);
+        if (keeper == nullptr) {
+            return true;
+        }
+        std::uint32_t const errorBefore = kernel::GetLastError();
+        std::uint64_t const sectors = knownSectorCount != 0 ? knownSectorCount : askSectorCount();
+        std::uint32_t const error =
+            keeper->keep(disk, sectors * sectorSize(), sectorSize(), range,
+                         {static_cast<std::byte const *>(buffer), static_cast<std::size_t>(byteCount)});
+        if (error != kernel::ERROR_SUCCESS) {
+            errorType = Other;
+            return fail(error);
+        }
+        kernel::SetLastError(errorBefore);
+        return true;
+    }
+
+    // The end of a restore that was written: the disk is to have it for good, and to give it back as it was.
+    journal::Preservation::Restore verify(journal::Range const & range, std::byte const * wanted) {
+        std::uint32_t const errorBefore = kernel::GetLastError();
+        std::uint64_t const byteCount = std::uint64_t{range.sectorCount} * sectorSize();
+        journal::Pages const found = journal::makePages(static_cast<std::size_t>(std::min(pieceSize, byteCount)));
+        bool verified = found != nullptr || fail(kernel::ERROR_NOT_ENOUGH_MEMORY);
+        verified = verified && (kernel::FlushFileBuffers(handle()) || knowsNoFlush(kernel::GetLastError()));
+        for (std::uint64_t done = 0; verified && done < byteCount; done += pieceSize) {
+            std::uint64_t const size = std::min(pieceSize, byteCount - done);
+            verified = read(range.firstSector + done / sectorSize(), static_cast<std::uint32_t>(size / sectorSize()),
+                            found.get(), size) &&
+                       (std::memcmp(found.get(), wanted + done, static_cast<std::size_t>(size)) == 0 ||
+                        fail(kernel::ERROR_CRC));
+        }
+        if (!verified) {
+            errorType = Other;
+            return journal::Preservation::Restore::Differs;
+        }
+        errorType = None;
+        kernel::SetLastError(errorBefore);
+        return journal::Preservation::Restore::Verified;
+    }
+
     nuv::SharedFileHandle & slot;
     TransferEvent event;
     std::uint32_t knownSectorSize = 0;
+    std::uint64_t knownSectorCount = 0; // as the disk told when it was asked last
     _LIBMEDIA2_ERROR_TYPES errorType = None;
 };
 
@@ -140,28 +233,31 @@ std::uint32_t OSDrive::getSectorSize() {
 }
 
 std::uint64_t OSDrive::getSectorCount() {
-    std::uint32_t const sectorSize = state_->askSize();
-    if (sectorSize == 0) {
-        return 0;
-    }
-    auto const length = askRecord<kernel::GET_LENGTH_INFORMATION>(state_->handle(), kernel::IOCTL_DISK_GET_LENGTH_INFO);
-    return length && length->Length > 0 ? static_cast<std::uint64_t>(length->Length) / sectorSize : 0;
+    return state_->askSectorCount();
 }
 
 bool OSDrive::readSector(std::uint64_t sector, std::uint32_t count, void * buffer, std::uint64_t byteCount) {
-    return state_->transfer(
-        sector, count, byteCount,
-        [buffer](kernel::HANDLE disk, std::uint32_t bytes, std::uint32_t * moved, kernel::OVERLAPPED * overlapped) {
-            return kernel::ReadFile(disk, buffer, bytes, moved, overlapped);
-        });
+    return state_->read(sector, count, buffer, byteCount) && state_->keepBackup({sector, count}, buffer, byteCount);
 }
 
 bool OSDrive::writeSector(std::uint64_t sector, std::uint32_t count, void const * buffer, std::uint64_t byteCount) {
-    return state_->transfer(
-        sector, count, byteCount,
-        [buffer](kernel::HANDLE disk, std::uint32_t bytes, std::uint32_t * moved, kernel::OVERLAPPED * overlapped) {
-            return kernel::WriteFile(disk, buffer, bytes, moved, overlapped);
-        });
+    std::u16string disk;
+    journal::Preservation * const preservation = state_->preservation(disk);
+    journal::Range const range{sector, count};
+    bool const isRestore = preservation != nullptr && preservation->isRestore(disk, range, buffer);
+    if (preservation != nullptr && !isRestore) {
+        preservation->beforeOverwriting(disk);
+    }
+    bool const written = state_->write(sector, count, buffer, byteCount);
+    if (!isRestore) {
+        return written;
+    }
+    auto const outcome = written ? state_->verify(range, static_cast<std::byte const *>(buffer))
+                                 : journal::Preservation::Restore::NotWritten;
+    std::uint32_t const error = kernel::GetLastError();
+    preservation->endRestore(disk, outcome);
+    kernel::SetLastError(error);
+    return outcome == journal::Preservation::Restore::Verified;
 }
 
 int OSDrive::mediaState() {

@@ -1,10 +1,12 @@
 #include "BitLocker.h"
 #include "DiskVolumes.h"
 #include "VolumeLock.h"
+#include "journal/Preservation.h"
 #include "libVolumes.h"
 #include "machine/Machine.h"
 
 #include <chrono>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -15,12 +17,15 @@ constexpr std::chrono::seconds patience{1}; // for all volumes of the disk toget
 }
 
 struct DeviceLockingManager::State {
+    explicit State(nuv::String locator) : osLocator(std::move(locator)) {}
+
     nuv::String osLocator;
     std::vector<std::unique_ptr<VolumeLock>> locks;
+    std::optional<journal::PassGuard> pass; // before the locks go: what is owed is settled under them
 };
 
 DeviceLockingManager::DeviceLockingManager(nuv::String const & osLocator)
-    : state_(std::make_unique<State>(State{osLocator, {}})) {}
+    : state_(std::make_unique<State>(osLocator)) {}
 
 DeviceLockingManager::~DeviceLockingManager() = default;
 
@@ -29,7 +34,7 @@ bool DeviceLockingManager::isBitLockerEnabledOnVolumes() const {
 }
 
 bool DeviceLockingManager::lockVolumes() {
-    if (!state_->locks.empty()) {
+    if (state_->pass) {
         return true;
     }
     DiskVolumes const found = volumesOn(state_->osLocator);
@@ -46,6 +51,7 @@ bool DeviceLockingManager::lockVolumes() {
         locks.push_back(std::move(lock));
     }
     state_->locks = std::move(locks);
+    state_->pass.emplace(state_->osLocator.view());
     return true;
 }
 

@@ -49,8 +49,8 @@ public:
     virtual Started read(std::uint64_t offset, std::span<std::byte> buffer) = 0;
     virtual Started write(std::uint64_t offset, std::span<std::byte const> buffer) = 0;
 
-    // Has the device put what was written where a loss of power leaves it. A Windows error, 0 for success; 1 or 50 from a
-    // device that knows no such request. Blocks until the device has done it.
+    // Has the device put what was written where a loss of power leaves it. A Windows error, 0 for success; 1 or 50 from
+    // a device that knows no such request. Blocks until the device has done it.
     virtual std::uint32_t flush() = 0;
 
     // Sends an I/O control. Input and output do not overlap. Returns at the latest when the limit is over, with error
@@ -84,7 +84,8 @@ public:
     virtual std::string name() const = 0; // for people: what PC this is, UTF-8
 
     virtual Opened open(OpenRequest const & request) = 0;
-    virtual DeviceTree const & devices() const = 0; // valid as long as the machine
+    virtual DeviceTree const & devices() const = 0; // as it was when it was read; valid as long as the machine
+    virtual bool isPresent(NodeId node) const = 0;  // now: a device can be unplugged after the tree was read
     virtual Clock & clock() = 0;
 
     // The paths of the volumes, such as \\?\Volume{...}, by which they can be opened.

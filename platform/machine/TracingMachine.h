@@ -29,6 +29,7 @@ public:
     std::string name() const override { return traced_.name(); }
     Opened open(OpenRequest const & request) override;
     DeviceTree const & devices() const override { return traced_.devices(); }
+    bool isPresent(NodeId node) const override { return traced_.isPresent(node); }
     Clock & clock() override;
     std::vector<std::u16string> volumes() const override { return traced_.volumes(); }
     std::uint32_t take(Resource resource) override { return traced_.take(resource); }

@@ -13,4 +13,7 @@ std::vector<std::string> commandLineArguments(int argc, char const * const * arg
 // The language that the user chose for the system, as a tag such as "de-DE"; empty where only the environment tells.
 std::string userLanguage();
 
+// The folder for what programs remember between their runs for this user, UTF-8; empty where the system names none.
+std::string stateFolder();
+
 } // namespace terminal

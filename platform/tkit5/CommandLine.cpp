@@ -15,7 +15,8 @@ namespace tkit5 {
 
 namespace {
 
-constexpr std::array allCommands = {Command::Tests, Command::Devices, Command::Topology, Command::Run};
+constexpr std::array allCommands = {Command::Tests, Command::Devices, Command::Topology, Command::Run,
+                                    Command::Recover};
 
 std::vector<std::string> commandNames() {
     std::vector<std::string> names;
@@ -33,8 +34,12 @@ struct Words {
     bool version = false;
 
     Values devicesTest;
-    Values runTests, runDevices, runSettings;
+    Values runTests, devices, runSettings;
+    Values journal;
     bool allowDestructive = false;
+    bool noJournal = false;
+    bool dryRun = false;
+    bool discard = false;
 };
 
 // The grammar. The parser only sorts words into options and the rest; what they mean is judged afterwards.
@@ -63,9 +68,16 @@ public:
         option(*subcommands_[Command::Devices], "--test", given.devicesTest);
         CLI::App & run = *subcommands_[Command::Run];
         run.add_option("TEST", given.runTests)->expected(-1);
-        option(run, "--device", given.runDevices);
         option(run, "--set", given.runSettings);
-        flag(run, "--allow-destructive", given.allowDestructive);
+        flag(run, "--no-journal", given.noJournal);
+        CLI::App & recover = *subcommands_[Command::Recover];
+        flag(recover, "--dry-run", given.dryRun);
+        flag(recover, "--discard", given.discard);
+        for (CLI::App * const sub : {&run, &recover}) {
+            option(*sub, "--device", given.devices);
+            option(*sub, "--journal", given.journal);
+            flag(*sub, "--allow-destructive", given.allowDestructive);
+        }
     }
 
     void parse(std::vector<std::string> arguments) {
@@ -170,10 +182,10 @@ public:
         return values.empty() ? std::nullopt : std::optional(values.front());
     }
 
-    std::optional<std::string> fileName(char const * name, Values const & values) {
+    std::optional<std::string> fileName(char const * name, Values const & values, char const * what = "file") {
         auto value = single(name, values);
         if (value && value->empty()) {
-            fail(fmt::format("The option {} needs the name of a file.", name));
+            fail(fmt::format("The option {} needs the name of a {}.", name, what));
         }
         return value;
     }
@@ -231,6 +243,18 @@ Invocation readWords(Command command, Words const & words) {
     options.language = reader.single("--language", words.language);
     options.noColor = words.noColor;
     options.allowDestructive = words.allowDestructive;
+    options.journal = reader.fileName("--journal", words.journal, "folder");
+    options.noJournal = words.noJournal;
+    options.dryRun = words.dryRun;
+    options.discard = words.discard;
+    if (options.journal && options.noJournal) {
+        reader.fail("The options --journal and --no-journal exclude each other. Give one of them.");
+    }
+    for (std::string const & device : words.devices) {
+        if (std::ranges::count(options.devices, device) == 0) {
+            options.devices.push_back(device);
+        }
+    }
     if (auto const format = reader.choice("--format", words.format, {"text", "jsonl"})) {
         options.format = std::array{Format::Text, Format::Jsonl}[*format];
     }
@@ -249,11 +273,6 @@ Invocation readWords(Command command, Words const & words) {
                                     words.runTests[0]));
         } else {
             options.test = words.runTests.front();
-        }
-        for (std::string const & device : words.runDevices) {
-            if (std::ranges::count(options.devices, device) == 0) {
-                options.devices.push_back(device);
-            }
         }
         options.settings = reader.settings(words.runSettings);
     } else {
@@ -277,6 +296,8 @@ char const * commandName(Command command) {
         return "topology";
     case Command::Run:
         return "run";
+    case Command::Recover:
+        return "recover";
     }
     return "tests";
 }

@@ -31,6 +31,7 @@ Usage:
   nuvrusb topology                    controllers, hubs, ports and devices as a tree
   nuvrusb run TEST [--device ID ...] [--set NAME=VALUE ...] [--allow-destructive]
                                       run a test on every device that it accepts, or on some
+  nuvrusb recover [--device ID ...]   put back what a test that was cut short has overwritten
 )";
 
 constexpr char const * programEnd = R"(
@@ -79,6 +80,7 @@ Examples:
 )";
 
 constexpr char const * run = R"(Usage: nuvrusb run TEST [--device ID ...] [--set NAME=VALUE ...] [--allow-destructive]
+                        [--journal DIR | --no-journal]
 
 Runs a test on every device that it accepts, or on those named, one after the other. The exit
 code is the most serious verdict.
@@ -89,11 +91,38 @@ code is the most serious verdict.
   --allow-destructive  let a test overwrite data without asking. Such a test runs only on
                        devices named with --device, and never on the disk that the system
                        runs from; without this option it asks on the terminal first
+  --journal DIR        where a test that puts data back keeps what it has overwritten, until it
+                       is back: a folder on another disk. Without it: the folder for the state
+                       of programs of this user
+  --no-journal         go without: what is overwritten when the power fails is lost
 
 Examples:
   nuvrusb run USBConnectionSpeedVerificationTest
   nuvrusb run USBConnectionSpeedVerificationTest --set desiredVerificationSpeed=MAX
   nuvrusb run StatusTest --device 'USB\VID_0781&PID_5591\4C530001' --log-level 1
+  nuvrusb run USBStoragePerformanceTest --device '\\.\PhysicalDrive1' --journal /mnt/safe
+          --set PerformWritePerformance=true --set PreserveAndRestoreData=true
+          --set PromptEnable=true --set MaxTestRunTime=30 --set USB30WriteThresholdPercent=5
+)";
+
+constexpr char const * recover = R"(Usage: nuvrusb recover [--device ID ...] [--dry-run] [--discard] [--journal DIR]
+                       [--allow-destructive]
+
+Lists what tests that were cut short have overwritten and not put back, and puts it back: checks
+that it is the same disk, writes the bytes, reads them back and only then gives up the backup. It
+can be stopped and run again at any time. It asks before it writes to a disk.
+
+  --device ID          only what is owed to this disk: its identifier, or the path by which the
+                       system opens it. Needed for a disk without serial number. Repeatable
+  --dry-run            say what would be done, and do nothing
+  --discard            give up the backups instead: what they hold is lost
+  --journal DIR        the folder that was named in the run
+  --allow-destructive  do not ask
+
+Examples:
+  nuvrusb recover --dry-run
+  nuvrusb recover
+  nuvrusb recover --device '\\.\PhysicalDrive1' --discard
 )";
 
 char const * usageOf(Command command) {
@@ -106,6 +135,8 @@ char const * usageOf(Command command) {
         return topology;
     case Command::Run:
         return run;
+    case Command::Recover:
+        return recover;
     }
     return tests;
 }

@@ -1,12 +1,14 @@
 #include "Commands.h"
 
 #include "DestructiveSummary.h"
+#include "JournalUse.h"
 #include "JsonlReporter.h"
 #include "ListingsJsonl.h"
 #include "Locale.h"
 #include "LogFile.h"
 #include "Names.h"
 #include "OutputFile.h"
+#include "RecoverCommand.h"
 #include "RunLoop.h"
 #include "Suggest.h"
 #include "TextLayout.h"
@@ -63,7 +65,7 @@ private:
 class CommandRunner {
 public:
     CommandRunner(Options const & options, terminal::Console & console)
-        : options_(options), console_(console), lines_(console) {}
+        : options_(options), console_(console), lines_(console), journal_(options, console) {}
 
     int run() {
         if (auto const refusal = prepare()) {
@@ -165,11 +167,15 @@ private:
         if (options_.command == Command::Run) {
             return runTest(catalog, title, machine->clock());
         }
+        if (options_.command == Command::Recover) {
+            return recoverOwed(options_, console_, catalog);
+        }
         return options_.command == Command::Devices ? listDevices(catalog, title) : showTopology(catalog, title);
     }
 
     int listDevices(DeviceCatalog const & catalog, PcTitle const & title) {
         Registry const & registry = Registry::instance();
+        journal_.tellOfOwed(catalog);
         if (isJsonl()) {
             writeDevices(lines_, title, catalog, registry, test_);
             return ended(!lines_.lost());
@@ -197,10 +203,16 @@ private:
                 .pc = title,
                 .parameters = parameters_.asText()};
         if (test_->destructive) {
-            if (auto const refusal = allowDestruction(run.devices)) {
+            DataFate const fate = fateOfData(*test_, answering() == Answering::No);
+            auto refusal = allowDestruction(fate, run.devices);
+            if (!refusal) {
+                refusal = journal_.prepare(*test_, fate, run.devices, catalog, canAsk());
+            }
+            if (refusal) {
                 return refuse(*refusal);
             }
         }
+        journal_.tellOfOwed(catalog);
         if (run.devices.empty()) {
             console_.writeError(fmt::format("{}: {} accepts no device of this PC. 'nuvrusb devices --test {}' says "
                                             "why.\n",
@@ -217,25 +229,32 @@ private:
         }
         LogPriority const priority(options_.logLevel || !logFile_ ? options_.logLevel : everything);
         Locale const locale = Locale::forLanguage(options_.language ? *options_.language : systemLanguage());
-        return carryOut(run, {.reporter = logged ? *logged : reporter,
-                              .console = console_,
-                              .locale = locale,
-                              .answering = answering(),
-                              .hostSpeaks = isJsonl(),
-                              .user = pc_.user})
-            .value();
+        SessionSetup const setup{.reporter = logged ? *logged : reporter,
+                                 .console = console_,
+                                 .locale = locale,
+                                 .answering = answering(),
+                                 .hostSpeaks = isJsonl(),
+                                 .user = pc_.user};
+        try {
+            TestResult const result = carryOut(run, setup);
+            journal_.tellOfDebts();
+            return result.value();
+        } catch (...) {
+            journal_.tellOfDebts();
+            throw;
+        }
     }
+
+    bool canAsk() const { return !isJsonl() && console_.inputIsTerminal() && console_.outputIsTerminal(); }
 
     // Somebody has to say that data may go: the option in so many words, or a person at the terminal. Either way it is
     // told on which disks and what becomes of the data.
-    std::optional<Refusal> allowDestruction(std::vector<CatalogDevice const *> const & devices) {
-        bool const canAsk = !isJsonl() && console_.inputIsTerminal() && console_.outputIsTerminal();
-        if (!options_.allowDestructive && !canAsk) {
+    std::optional<Refusal> allowDestruction(DataFate const & fate, std::vector<CatalogDevice const *> const & devices) {
+        if (!options_.allowDestructive && !canAsk()) {
             return wrongUsage(fmt::format("{} overwrites data, and there is no terminal to ask on. Allow it with "
                                           "--allow-destructive.",
                                           test_->name));
         }
-        DataFate const fate = fateOfData(*test_, answering() == Answering::No);
         if (options_.allowDestructive) {
             tellOfDestruction(fate, devices);
             return std::nullopt;
@@ -313,6 +332,7 @@ private:
     Options const & options_;
     terminal::Console & console_;
     JsonlLines lines_;
+    JournalUse journal_;
     RegisteredTest const * test_ = nullptr;
     PassedParameters parameters_;
     host::Pc pc_;

@@ -57,7 +57,8 @@ std::string journalFolder(Options const & options) {
     if (state.empty()) {
         return {};
     }
-    std::u8string const folder = (std::filesystem::path(std::u8string(state.begin(), state.end())) / "nuvrusb").u8string();
+    std::u8string const folder =
+        (std::filesystem::path(std::u8string(state.begin(), state.end())) / "nuvrusb").u8string();
     return {folder.begin(), folder.end()};
 }
 
@@ -124,9 +125,8 @@ std::vector<OwedEntry> owedEntries(journal::Survey const & survey, DeviceCatalog
 }
 
 std::string rangeText(journal::DiskIdentity const & disk, journal::Range const & range) {
-    std::uint64_t const bytes = std::uint64_t{range.sectorCount} * disk.sectorSize;
-    return fmt::format("sectors {} to {} ({}) of {}, {}", range.firstSector, range.firstSector + range.sectorCount - 1,
-                       sizeText(bytes), disk.model.empty() ? "a disk" : printable(disk.model),
+    return fmt::format("sectors {} to {} of {}, {}", range.firstSector, range.firstSector + range.sectorCount - 1,
+                       disk.model.empty() ? "a disk" : printable(disk.model),
                        disk.serialNumber.empty() ? "without serial number"
                                                  : "serial number " + printable(disk.serialNumber));
 }

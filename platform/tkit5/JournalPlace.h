@@ -39,7 +39,7 @@ struct OwedEntry {
 // disk; those of a process that runs are left out.
 std::vector<OwedEntry> owedEntries(journal::Survey const & survey, DeviceCatalog const & catalog);
 
-// "sectors 20480 to 40959 (10.5 MB) of Stick, serial number 4C530001"
+// "sectors 20480 to 40959 of Stick, serial number 4C530001"
 std::string rangeText(journal::DiskIdentity const & disk, journal::Range const & range);
 
 // The command that puts everything back, with the options of this one.

@@ -8,7 +8,7 @@
 
 namespace tkit5 {
 
-enum class Command { Tests, Devices, Topology, Run };
+enum class Command { Tests, Devices, Topology, Run, Recover };
 
 enum class Format { Text, Jsonl };
 
@@ -20,6 +20,10 @@ struct Options {
     std::vector<std::string> devices;                          // named devices, each once
     std::vector<std::pair<std::string, std::string>> settings; // parameters by name, each once
     bool allowDestructive = false;
+    std::optional<std::string> journal; // folder for backups
+    bool noJournal = false;
+    bool dryRun = false;  // of recover
+    bool discard = false; // of recover
 
     std::optional<std::string> machine;
     Format format = Format::Text;

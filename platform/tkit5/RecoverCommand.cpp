@@ -5,6 +5,7 @@
 #include "Names.h"
 #include "Recovery.h"
 #include "TextLayout.h"
+#include "nuv.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -185,8 +186,8 @@ private:
             return true;
         }
         if (isJsonl_ || !console_.inputIsTerminal() || !console_.outputIsTerminal()) {
-            console_.writeError(fmt::format("{}: There is no terminal to ask on. Allow it with --allow-destructive.\n",
-                                            programName));
+            console_.writeError(
+                fmt::format("{}: There is no terminal to ask on. Allow it with --allow-destructive.\n", programName));
             declined_ = TestResult::BADPARAMS();
             return false;
         }
@@ -227,8 +228,7 @@ private:
         }
         if (std::uint32_t const error = journal::Journal(*storage_).close(entry.found.name); error != 0) {
             return {{Kind::Refused, TestResult::CANNOTRUN(),
-                     fmt::format("It cannot be removed. {}",
-                                 nuv::System::getSystemErrorMsg(error).getUTF8String())}};
+                     fmt::format("It cannot be removed. {}", nuv::System::getSystemErrorMsg(error).getUTF8String())}};
         }
         return {{Kind::InPlace, TestResult::PASS(), "Given up."}, true};
     }

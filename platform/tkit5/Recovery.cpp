@@ -194,14 +194,14 @@ private:
                 return failed(fmt::format("The backup cannot be read any more. {}", errorText(error)));
             }
             if (!drive_->writeSector(sectorAt(done), sectorsOf(bytes), bytes.data(), bytes.size())) {
-                return failed(fmt::format("Sector {} cannot be written. {}", sectorAt(done),
-                                          errorText(kernel::GetLastError())));
+                return failed(
+                    fmt::format("Sector {} cannot be written. {}", sectorAt(done), errorText(kernel::GetLastError())));
             }
         }
         if (!kernel::FlushFileBuffers(handle_->get()) && kernel::GetLastError() != kernel::ERROR_INVALID_FUNCTION &&
             kernel::GetLastError() != kernel::ERROR_NOT_SUPPORTED) {
-            return failed(fmt::format("The disk did not confirm what was written. {}",
-                                      errorText(kernel::GetLastError())));
+            return failed(
+                fmt::format("The disk did not confirm what was written. {}", errorText(kernel::GetLastError())));
         }
         switch (compare()) {
         case Comparison::Equal:

@@ -31,9 +31,17 @@ TEST_P(BadUsage, IsRefusedWithAMessageThatSaysWhatToType) {
 
 std::vector<BadLine> const badLines{
     {{"tpology"},
-     "There is no command 'tpology'. Did you mean 'topology'? The commands are tests, devices, topology, run."},
-    {{"help"}, "There is no command 'help'. The commands are tests, devices, topology, run."},
-    {{"--format", "text"}, "A command is missing. The commands are tests, devices, topology, run."},
+     "There is no command 'tpology'. Did you mean 'topology'? The commands are tests, devices, topology, run, "
+     "recover."},
+    {{"help"}, "There is no command 'help'. The commands are tests, devices, topology, run, recover."},
+    {{"--format", "text"}, "A command is missing. The commands are tests, devices, topology, run, recover."},
+    {{"run", "WholeBus", "--journal", ""}, "The option --journal needs the name of a folder."},
+    {{"run", "WholeBus", "--journal", "x", "--no-journal"},
+     "The options --journal and --no-journal exclude each other. Give one of them."},
+    {{"recover", "--no-journal"}, "The option --no-journal belongs to the command run: type it after 'nuvrusb run'."},
+    {{"run", "WholeBus", "--discard"},
+     "The option --discard belongs to the command recover: type it after 'nuvrusb recover'."},
+    {{"recover", "--device", "nothing"}, "There is no device 'nothing' in this PC. 'nuvrusb devices' lists them."},
     {{"run"}, "The command run needs the name of a test. 'nuvrusb tests' lists them."},
     {{"run", "WholeBus", "PortTest"}, "The command run takes one test, but 'PortTest' stands behind 'WholeBus'."},
     {{"topology", "extra"}, "The command topology does not take 'extra'."},

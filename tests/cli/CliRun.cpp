@@ -1,5 +1,6 @@
 #include "CliRun.h"
 
+#include "support/StateFolder.h"
 #include "tkit5/Start.h"
 
 #include <gtest/gtest.h>
@@ -72,6 +73,7 @@ CliResult runCli(std::vector<std::string> arguments, FakeConsole & console) {
     if (!arguments.empty()) {
         arguments.insert(arguments.begin(), {"--language", "en"});
     }
+    support::useOwnStateFolder();
     int const code = tkit5::runCommandLine(arguments, console);
     return {.code = code, .output = console.output(), .errors = console.errors()};
 }
@@ -95,6 +97,15 @@ std::string temporaryFile(std::string const & ending, std::string const & conten
 std::string contentsOf(std::string const & path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void keepForSchemaCheck(std::string const & output) {
+    testing::TestInfo const & info = *testing::UnitTest::GetInstance()->current_test_info();
+    std::filesystem::create_directories(PROTOCOL_LINES_DIR);
+    std::ofstream(std::filesystem::path(PROTOCOL_LINES_DIR) /
+                      (std::string(info.test_suite_name()) + "." + info.name() + ".jsonl"),
+                  std::ios::binary)
+        << output;
 }
 
 std::string pcFile(std::string const & ports, std::string const & more) {

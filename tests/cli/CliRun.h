@@ -40,6 +40,8 @@ std::string temporaryFile(std::string const & ending, std::string const & conten
 std::string temporaryName(std::string const & ending);
 std::string contentsOf(std::string const & path);
 
+void keepForSchemaCheck(std::string const & output); // of a command, as JSON lines
+
 // A PC with one controller, these ports on its root hub and a name; more members of the description may follow.
 std::string pcFile(std::string const & ports, std::string const & more = "");
 

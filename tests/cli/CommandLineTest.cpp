@@ -55,6 +55,15 @@ TEST(CommandLine, EveryGlobalOptionArrives) {
     EXPECT_TRUE(options.noColor);
 }
 
+TEST(CommandLine, RecoverTakesItsOptions) {
+    Options const options =
+        parsed({"recover", "--device", "A", "--dry-run", "--discard", "--journal", "j", "--allow-destructive"});
+    EXPECT_EQ(options.command, Command::Recover);
+    EXPECT_EQ(options.devices, std::vector<std::string>{"A"});
+    EXPECT_TRUE(options.dryRun && options.discard && options.allowDestructive);
+    EXPECT_EQ(options.journal, "j");
+}
+
 TEST(CommandLine, DeviceNamedTwiceIsNamedOnce) {
     EXPECT_EQ(parsed({"run", "T", "--device", "A", "--device", "A"}).devices, std::vector<std::string>{"A"});
 }

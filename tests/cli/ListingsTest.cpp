@@ -22,13 +22,6 @@ CliResult listed(std::vector<std::string> const & arguments) {
     return result;
 }
 
-void keepForSchemaCheck(std::string const & output) {
-    testing::TestInfo const & info = *testing::UnitTest::GetInstance()->current_test_info();
-    std::filesystem::create_directories(PROTOCOL_LINES_DIR);
-    std::ofstream(std::filesystem::path(PROTOCOL_LINES_DIR) / (std::string(info.name()) + ".jsonl"), std::ios::binary)
-        << output;
-}
-
 TEST(Listings, Tests) {
     expectGolden(golden("tests.txt"), listed({"tests"}).output);
 }

@@ -18,13 +18,14 @@ import time
 import unittest
 
 PROGRAM = None
+STATE = tempfile.mkdtemp()  # where the program keeps what it remembers
 LIMIT = 60  # seconds: everything here takes far less
 
 
 def environment(**more):
     """Nothing of the caller's that changes what the program says."""
     kept = {name: value for name, value in os.environ.items() if name not in ("LC_ALL", "LC_MESSAGES", "NO_COLOR")}
-    return {**kept, "LANG": "C", "TERM": "xterm", **more}
+    return {**kept, "LANG": "C", "TERM": "xterm", "XDG_STATE_HOME": STATE, **more}
 
 
 def run(*arguments, stdin=subprocess.DEVNULL, **more):

@@ -52,6 +52,10 @@ def withBadSector(image, sector):
     return filtered(image, "--blockdev", json.dumps(node))
 
 
+BAD_SECTOR = 30000
+TRANSFER = 20480  # sectors
+
+
 class FaultyDisks(unittest.TestCase):
     def testThrottledDiskMeasuresItsRate(self):
         # The throttle lets a first burst through: some 2 % above on a run of this length.
@@ -66,21 +70,33 @@ class FaultyDisks(unittest.TestCase):
         self.assertEqual((run.ended.returncode, run.result), (1, "FAIL"))
         self.assertEqual(run.keys()[-1], "READ_PERFORMANCE_NOT_OPTIMAL")
 
-    def testOneBadSectorIsReportedByItsTransferAndTheRestIsPreserved(self):
-        bad = 30000
-        transfer = 20480  # sectors
+    def testOneBadSectorIsReportedByItsTransfer(self):
+        with disks.image(64) as image, withBadSector(image, BAD_SECTOR) as device:
+            run = disks.Run(PROGRAM, device, disks.READ)
+        (first, *others) = run.events("READ_SECTOR_ERROR")
+        self.assertEqual(first["variables"]["ReadSector"], BAD_SECTOR // TRANSFER * TRANSFER)
+        self.assertTrue(all(one["variables"] == first["variables"] for one in others))
+
+    def testOnlyWhatCouldNotBeBackedUpAndWhatFollowsIsLost(self):
+        # The yes to the failed backup accepts the loss of everything from there on, round after round.
+        with disks.image(64) as image:
+            before = open(image, "rb").read()
+            with withBadSector(image, BAD_SECTOR) as device:
+                run = disks.Run(PROGRAM, device, disks.WRITE_PRESERVED)
+            after = open(image, "rb").read()
+        self.assertEqual(len(run.events("FAILED_BACKUP")), 1, run.ended.stdout)
+        size = TRANSFER * 512
+        whole = len(before) // size * size
+        self.assertEqual(after[whole:], before[whole:], "what is no part of a transfer")
+        self.assertNotEqual(after[size : 2 * size], before[size : 2 * size], "what could not be backed up")
+
+    def testADeclinedBackupFailureLosesNothing(self):
         with disks.image(64) as image:
             before = disks.contents(image)
-            with withBadSector(image, bad) as device:
-                read = disks.Run(PROGRAM, device, disks.READ)
-                write = disks.Run(PROGRAM, device, {**disks.WRITE_PRESERVED, "MaxErrors": 1})
-            after = disks.contents(image)
-        (first, *others) = read.events("READ_SECTOR_ERROR")
-        self.assertEqual(first["variables"]["ReadSector"], bad // transfer * transfer)
-        self.assertTrue(all(one["variables"] == first["variables"] for one in others))
-        # The user's yes accepts the failed backup: what follows is overwritten, and the report says so.
-        self.assertEqual(len(write.events("FAILED_BACKUP")), 1, write.ended.stdout)
-        self.assertNotEqual(after, before)
+            with withBadSector(image, BAD_SECTOR) as device:
+                run = disks.Run(PROGRAM, device, disks.WRITE_PRESERVED, answers=["yes", "no"])
+            self.assertEqual(disks.contents(image), before)
+        self.assertEqual((run.result, run.keys()), ("USERABORTED", ["FAILED_BACKUP"]))
 
     def testSectorsOf4096Bytes(self):
         with disks.image(256) as image:

@@ -93,17 +93,23 @@ def description(device, **disk):
 class Run:
     """The storage test on the device, as a host sees it."""
 
-    def __init__(self, program, device, settings, arguments=(), **disk):
+    def __init__(self, program, device, settings, arguments=(), answers=None, **disk):
         with tempfile.TemporaryDirectory(dir=os.getcwd()) as folder:
             pc = os.path.join(folder, "pc.json")
             with open(pc, "w") as file:
-                json.dump(description(device, **disk), file)
+                described = description(device, **disk)
+                if answers is not None:
+                    described["user"] = {"answers": answers}
+                json.dump(described, file)
             chosen = {"MaxTestRunTime": 30, "USB30ReadThresholdPercent": 1, "USB30WriteThresholdPercent": 1, **settings}
             command = [program, "run", "USBStoragePerformanceTest", "--machine", pc, "--device", DISK]
-            command += ["--allow-destructive", "--answer", "yes", "--format", "jsonl", *arguments]
+            command += ["--allow-destructive", "--format", "jsonl", *arguments]
+            if answers is None:
+                command += ["--answer", "yes"]
             for name, value in chosen.items():
                 command += ["--set", f"{name}={value}"]
-            self.ended = subprocess.run(command, capture_output=True, text=True, timeout=RUN_LIMIT)
+            environment = {**os.environ, "XDG_STATE_HOME": folder}
+            self.ended = subprocess.run(command, capture_output=True, text=True, timeout=RUN_LIMIT, env=environment)
         self.lines = [json.loads(line) for line in self.ended.stdout.splitlines()]
 
     @property

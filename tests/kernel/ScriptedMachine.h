@@ -44,6 +44,7 @@ public:
 
     std::string name() const override { return "scripted"; }
     machine::DeviceTree const & devices() const override { return tree; }
+    bool isPresent(machine::NodeId) const override { return true; }
     machine::Clock & clock() override { return clock_; }
     std::vector<std::u16string> volumes() const override { return volumePaths; }
     std::uint32_t take(machine::Resource resource) override { return shortage == resource ? shortageError : 0; }

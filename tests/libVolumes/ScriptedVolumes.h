@@ -54,6 +54,7 @@ public:
     machine::Clock & clock() override { return clock_; }
     std::uint32_t take(machine::Resource) override { return 0; }
     bool portDoesSuperSpeedPlus(std::u16string_view, std::uint32_t) const override { return false; }
+    bool isPresent(machine::NodeId) const override { return true; }
     std::vector<std::u16string> volumes() const override {
         std::vector<std::u16string> paths;
         for (auto const & [path, volume] : all) {

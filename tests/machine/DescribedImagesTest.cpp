@@ -5,6 +5,8 @@
 #include "machine/simulated/Images.h"
 #include "machine/simulated/SimulatedMachine.h"
 
+#include <system_error>
+
 namespace {
 
 using namespace std::chrono_literals;

@@ -9,6 +9,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <variant>
 
 namespace {
@@ -96,7 +97,11 @@ TEST_F(ImageStore, BuffersNeedNoAlignment) {
 
 TEST_F(ImageStore, AFailedReadLeavesTheBufferAlone) {
     auto const store = opened(image_);
-    std::filesystem::resize_file(image_.path(), page);
+    std::error_code refused;
+    std::filesystem::resize_file(image_.path(), page, refused);
+    if (refused) {
+        GTEST_SKIP() << "this system keeps a file that is open from shrinking";
+    }
     bytes_.bytes.fill(std::byte{'b'});
     EXPECT_EQ(store->read(8 * page, std::span(bytes_.bytes).subspan(512, page)), 1167U); // as of a disk that has gone
     EXPECT_TRUE(std::ranges::all_of(bytes_.bytes, [](std::byte byte) { return byte == std::byte{'b'}; }));

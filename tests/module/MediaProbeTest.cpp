@@ -211,6 +211,16 @@ TEST(MediaProbeCall, EventStaysOpenUntilTheNextProbeOrTheEnd) {
     EXPECT_EQ(kernel::openHandleCount(), 0U);
 }
 
+TEST(MediaProbeCall, ReadinessOfOneProbeIsNotThatOfTheNext) {
+    StorageCall call(stickPc(smallDisk({{"faults", {{{"call", "open"}, {"after", 2}, {"error", 5}}}}})));
+    auto const calculator = call.calculator();
+    ASSERT_TRUE(calculator->openHandle());
+    ASSERT_TRUE(calculator->initDrive());
+    EXPECT_TRUE(calculator->reopenForMediaCheck(0));
+    EXPECT_FALSE(calculator->reopenForMediaCheck(0));
+    EXPECT_EQ(call.reporter.lines, Lines{"warning LARGE_CHUNKS_OF_DATA_READ_FAILED 151"});
+}
+
 TEST(MediaProbeCall, OnlyTheStartOfTheMediumIsProbed) {
     StorageCall call(stickPc(probed({{"hangs", true}})));
     auto const calculator = call.calculator();

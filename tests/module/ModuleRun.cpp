@@ -1,5 +1,6 @@
 #include "ModuleRun.h"
 
+#include "support/StateFolder.h"
 #include "tkit5/ProtocolLines.h"
 #include "tkit5/Start.h"
 
@@ -111,6 +112,7 @@ HostView runOnFile(std::string const & test, std::string const & machineFile,
     std::vector<std::string> commandLine{"run", test, "--machine", machineFile, "--format", "jsonl"};
     commandLine.insert(commandLine.end(), arguments.begin(), arguments.end());
 
+    support::useOwnStateFolder();
     int const exitCode = tkit5::runCommandLine(commandLine, console);
     keepForSchemaCheck(console.output());
     HostView view = viewOf(console.output());

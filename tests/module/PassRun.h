@@ -148,7 +148,7 @@ inline Lines diskCallsIn(std::vector<Json> const & trace, std::uint64_t sectorSi
         } else if (name == "read" && kind == "open overlapped") {
             EXPECT_EQ(call["offset"], 0);
             lines.push_back("probe" + error);
-        } else {
+        } else if (name == "read" || name == "write") {
             std::string const sector = std::to_string(call["offset"].get<std::uint64_t>() / sectorSize);
             lines.push_back((kind == "look" ? "look at " + sector : name + " " + sector + kind.substr(4)) + error);
         }

@@ -1,6 +1,7 @@
-// The bytes of the disk after a run: all as they were wherever data are preserved, and where they cannot be, exactly
-// those lost that the run has told of.
+// The bytes of the disk after a write pass: all as they were wherever data are preserved, and where they cannot be,
+// exactly those lost that the pass has told of.
 #include "PassRun.h"
+#include "StorageCall.h"
 
 #include <gtest/gtest.h>
 
@@ -9,17 +10,43 @@ namespace test {
 namespace {
 
 using Sectors = std::vector<std::pair<std::uint64_t, std::uint64_t>>; // first and last of each run of sectors
+using UserAnswer = machine::ScriptedUser::Answer;
+using machine::ScriptedUser;
+
+ScriptedUser whoAnswers(std::vector<UserAnswer> answers) {
+    ScriptedUser user;
+    user.answers = std::move(answers);
+    return user;
+}
+ScriptedUser const agreeing = whoAnswers({UserAnswer::Yes, UserAnswer::Yes});
+ScriptedUser const declining = whoAnswers({UserAnswer::Yes, UserAnswer::No}); // a loss, not the pass
 
 class PreservationTest : public testing::Test {
 protected:
     static constexpr std::uint64_t transfers = 2; // of three in a pass, so that it wraps
 
-    PassRun run(std::initializer_list<std::pair<char const *, Json>> members = {}, Json const & user = nullptr,
-                Settings const & settings = writePreserved) {
-        return runPass(inImage(diskToWrite(transfers, members), image_), settings, user);
+    // A pass of the engine. Gives its result.
+    std::string write(std::initializer_list<std::pair<char const *, Json>> members = {},
+                      ScriptedUser const & user = agreeing, Settings const & settings = writePreserved) {
+        StorageCall call(stickPc(inImage(diskToWrite(transfers, members), image_)), settings, 5,
+                         tkit5::Answering::Script, user);
+        tkit5::TestResult result;
+        call.calculator()->calculate(result, nuvrusb::operation::write);
+
+        made_ = only(diskCallsIn(call.calls), {"read ", "write "});
+        reports_.clear();
+        for (std::string const & line : only(call.reporter.lines, {"warning", "error"})) {
+            reports_.push_back(line);
+        }
+        variables_ = call.reporter.variables;
+        EXPECT_EQ(kernel::openHandleCount(), 0U);
+        return tkit5::resultName(result);
     }
 
     DiskImage image_{transfers * smallTransfer + 1};
+    Lines made_; // backups, writes and restores
+    Lines reports_;
+    std::vector<std::map<std::string, std::string>> variables_; // of each report
 };
 
 Json faults(std::initializer_list<Json> list) {
@@ -32,213 +59,206 @@ Json backupFault(int after) {
 Json writeFault(int after, std::initializer_list<std::pair<char const *, Json>> members = {}) {
     return with(fault("write", {{"after", after}, {"times", 1}, {"error", 1117}}), members);
 }
-
-TEST_F(PreservationTest, APassLeavesEveryByteAsItWas) {
-    PassRun const pass = run();
-
-    EXPECT_EQ(only(pass.transfers(), {"write"}).size(), 6U);
-    EXPECT_EQ(pass.result, "PASS");
-    EXPECT_EQ(image_.changedSectors(), Sectors{});
+Json changes(std::initializer_list<std::pair<char const *, int>> mediaAtTransfers) {
+    Json list = Json::array();
+    for (auto const & [media, transfer] : mediaAtTransfers) {
+        list.push_back({{"media", media}, {"atTransfer", transfer}});
+    }
+    return list;
 }
 
-TEST_F(PreservationTest, BothPassesLeaveEveryByteAsItWas) {
-    PassRun const pass = run({{"readRate", slowRate}}, nullptr, with(readOnce, writePreserved));
+TEST_F(PreservationTest, APassLeavesEveryByteAsItWas) {
+    EXPECT_EQ(write(), "PASS");
 
-    EXPECT_EQ(pass.result, "PASS");
+    EXPECT_EQ(made_, (Lines{"read 0", "write 0", "write 0", "read 1024", "write 1024", "write 1024", "read 0",
+                            "write 0", "write 0"}));
     EXPECT_EQ(image_.changedSectors(), Sectors{});
 }
 
 TEST_F(PreservationTest, APassOverAMediumWithVolumesLeavesEveryByteAsItWas) {
-    PassRun const pass = run(
-        {{"volumes", {{{"firstSector", 16}, {"sectorCount", 1000}}, {{"firstSector", 1016}, {"sectorCount", 1000}}}}});
+    EXPECT_EQ(write({{"volumes",
+                      {{{"firstSector", 16}, {"sectorCount", 1000}}, {{"firstSector", 1016}, {"sectorCount", 1000}}}}}),
+              "PASS");
 
-    EXPECT_EQ(pass.result, "PASS");
+    EXPECT_EQ(only(made_, {"write"}).size(), 6U);
     EXPECT_EQ(image_.changedSectors(), Sectors{});
 }
 
-TEST(PreservationOfSectorsTest, LargerSectorsAreRestoredWhole) {
-    DiskImage const image(2 * 2048 + 1, 1024);
-    PassRun const pass = runPass(
-        inImage(diskToWrite(1, {{"sectorSize", 1024}, {"sectorCount", 2 * 2048 + 1}, {"writeRate", 0.19}}), image),
-        writePreserved, nullptr, 1024);
+TEST_F(PreservationTest, AReadPassChangesNothing) {
+    StorageCall call(stickPc(inImage(diskToRead(transfers), image_)), readOnce);
+    tkit5::TestResult result;
+    call.calculator()->calculate(result, nuvrusb::operation::read);
 
-    EXPECT_EQ(pass.transfers().front(), "read 0");
-    EXPECT_EQ(pass.result, "PASS");
+    EXPECT_EQ(result, tkit5::TestResult::PASS());
+    EXPECT_EQ(image_.changedSectors(), Sectors{});
+}
+
+TEST(SectorSizeTest, LargerSectorsAreRestoredWhole) {
+    DiskImage const image(2 * 2048 + 1, 1024);
+    Json const disk =
+        diskToWrite(1, {{"sectorSize", 1024}, {"sectorCount", 2 * 2048 + 1}, {"writeRate", 4 * slowRate}});
+    StorageCall call(stickPc(inImage(disk, image)), writePreserved);
+    tkit5::TestResult result;
+    call.calculator()->calculate(result, nuvrusb::operation::write);
+
+    EXPECT_EQ(only(diskCallsIn(call.calls, 1024), {"write"}),
+              (Lines{"write 0", "write 0", "write 2048", "write 2048", "write 0", "write 0"}));
+    EXPECT_EQ(result, tkit5::TestResult::PASS());
     EXPECT_EQ(image.changedSectors(), Sectors{});
 }
 
-// The pass looks for a stop five times here, the second time before its first transfer.
-class StoppedPreservationTest : public PreservationTest, public testing::WithParamInterface<int> {};
-INSTANTIATE_TEST_SUITE_P(Polls, StoppedPreservationTest, testing::Range(1, 6));
+struct Poll {
+    std::uint32_t number;
+    char const * result;
+    std::size_t writes; // of patterns and restores
+};
+// The pass looks for a stop before each of three transfers and before the wrap.
+class StopAtPollTest : public PreservationTest, public testing::WithParamInterface<Poll> {};
+INSTANTIATE_TEST_SUITE_P(Polls, StopAtPollTest,
+                         testing::Values(Poll{1, "USERABORTED", 0}, Poll{2, "USERABORTED", 2},
+                                         Poll{3, "USERABORTED", 4}, Poll{4, "USERABORTED", 4}, Poll{5, "PASS", 6}),
+                         [](auto const & row) { return "Poll" + std::to_string(row.param.number); });
 
-TEST_P(StoppedPreservationTest, AStopAtAnyPollLosesNothing) {
-    PassRun const pass = run({}, {{"answers", {"yes"}}, {"stopAtPoll", GetParam() + 1}});
+TEST_P(StopAtPollTest, LosesNothing) {
+    ScriptedUser user = agreeing;
+    user.stopAtPoll = GetParam().number;
+    EXPECT_EQ(write({}, user), GetParam().result);
 
-    EXPECT_EQ(pass.result, GetParam() == 5 ? "PASS" : "USERABORTED");
+    EXPECT_EQ(only(made_, {"write"}).size(), GetParam().writes);
     EXPECT_EQ(image_.changedSectors(), Sectors{});
 }
 
-// A stop that is asked for at any time, in the middle of a transfer or of its restore, too.
-class StoppedInTimeTest : public PreservationTest, public testing::WithParamInterface<int> {};
-INSTANTIATE_TEST_SUITE_P(Seconds, StoppedInTimeTest, testing::Range(1, 62, 10));
+// A stop that is asked for at any time: while the question is open, in the middle of a transfer, of its restore.
+class StopAtTimeTest : public PreservationTest, public testing::WithParamInterface<int> {};
+INSTANTIATE_TEST_SUITE_P(Seconds, StopAtTimeTest, testing::Range(0, 61, 10));
 
-TEST_P(StoppedInTimeTest, AStopAtAnyTimeLosesNothing) {
-    PassRun const pass = run({}, {{"answers", {"yes"}}, {"stopAfterMilliseconds", GetParam() * 1000}});
+TEST_P(StopAtTimeTest, LosesNothing) {
+    ScriptedUser user = agreeing;
+    user.stopAfter = std::chrono::seconds(GetParam());
+    EXPECT_EQ(write({}, user), GetParam() > 42 ? "PASS" : "USERABORTED");
 
-    EXPECT_EQ(pass.result, GetParam() > 42 ? "PASS" : "USERABORTED");
     EXPECT_EQ(image_.changedSectors(), Sectors{});
 }
 
-class LostOutputTest : public PreservationTest, public testing::WithParamInterface<int> {};
-INSTANTIATE_TEST_SUITE_P(Writes, LostOutputTest, testing::Range(3, 14));
+class FailedWriteTest : public PreservationTest, public testing::WithParamInterface<int> {};
+INSTANTIATE_TEST_SUITE_P(Transfers, FailedWriteTest, testing::Range(0, 3));
 
-TEST_P(LostOutputTest, AHostThatIsGoneLosesNothing) {
-    FakeConsole console;
-    console.loseOutputAfter(static_cast<std::size_t>(GetParam()));
-    std::vector<std::string> arguments{"--device", diskId, "--allow-destructive", "--answer", "yes"};
-    for (auto const & [name, value] : writePreserved) {
-        arguments.insert(arguments.end(), {"--set", name + "=" + value});
-    }
-    runTest("USBStoragePerformanceTest", stickPc(inImage(diskToWrite(transfers), image_)), arguments, console);
+TEST_P(FailedWriteTest, IsRestored) {
+    EXPECT_EQ(write({{"faults", faults({writeFault(2 * GetParam())})}}), "PASS");
 
+    EXPECT_EQ(reports_, Lines{"warning WRITE_SECTOR_ERROR 520"});
     EXPECT_EQ(image_.changedSectors(), Sectors{});
-    EXPECT_EQ(kernel::openHandleCount(), 0U);
-}
-
-TEST_F(PreservationTest, AWriteThatFailsOnceIsRestoredWhicheverItIs) {
-    for (int const transfer : {0, 1, 2}) {
-        PassRun const pass = run({{"faults", faults({writeFault(2 * transfer)})}});
-
-        EXPECT_EQ(pass.said({"warning"}),
-                  Lines{"warning WRITE_SECTOR_ERROR 520 WriteSector=" + std::to_string(transfer % 2 * 1024)});
-        EXPECT_EQ(pass.result, "PASS");
-        EXPECT_EQ(image_.changedSectors(), Sectors{}) << transfer;
-    }
 }
 
 class EndingWriteTest : public PreservationTest, public testing::WithParamInterface<std::uint32_t> {};
 INSTANTIATE_TEST_SUITE_P(Errors, EndingWriteTest, testing::Values(5U, 19U, 0x80310000U, 0x80310017U, 1117U));
 
 // The failed write has overwritten half of its range.
-TEST_P(EndingWriteTest, AWriteThatEndsThePassIsRestored) {
-    PassRun const pass = run({{"faults", faults({writeFault(2, {{"error", GetParam()}})})}}, nullptr,
-                             with(writePreserved, {{"MaxErrors", "1"}}));
+TEST_P(EndingWriteTest, IsRestored) {
+    EXPECT_EQ(write({{"faults", faults({writeFault(2, {{"error", GetParam()}})})}}, agreeing,
+                    with(writePreserved, {{"MaxErrors", "1"}})),
+              GetParam() == 1117 ? "FAIL" : "CANNOTRUN");
 
-    EXPECT_EQ(pass.result, GetParam() == 1117 ? "FAIL" : "CANNOTRUN");
+    EXPECT_EQ(made_.back(), "write 1024");
     EXPECT_EQ(image_.changedSectors(), Sectors{});
 }
 
-TEST_F(PreservationTest, ADeclinedFailureOfABackupLosesNothing) {
-    for (int const transfer : {0, 1, 2}) {
-        PassRun const pass = run({{"faults", faults({backupFault(transfer)})}}, {{"answers", {"yes", "no"}}});
+class FailedBackupTest : public PreservationTest, public testing::WithParamInterface<int> {};
+INSTANTIATE_TEST_SUITE_P(Transfers, FailedBackupTest, testing::Range(0, 3));
 
-        EXPECT_EQ(pass.reports, Lines{"warning FAILED_BACKUP 480"});
-        EXPECT_EQ(pass.result, "USERABORTED");
-        EXPECT_EQ(image_.changedSectors(), Sectors{}) << transfer;
-    }
+TEST_P(FailedBackupTest, ThatIsDeclinedLosesNothing) {
+    EXPECT_EQ(write({{"faults", faults({backupFault(GetParam())})}}, declining), "USERABORTED");
+
+    EXPECT_EQ(reports_, Lines{"warning FAILED_BACKUP 480"});
+    EXPECT_EQ(image_.changedSectors(), Sectors{});
 }
 
-TEST_F(PreservationTest, AStopWhileTheFailureOfABackupIsAskedAboutDeclines) {
-    PassRun const pass = run({{"faults", faults({backupFault(0)})}}, {{"answers", {"yes"}}});
+// What is written from then on, the first transfer once more included.
+TEST_P(FailedBackupTest, ThatIsAcceptedLosesWhatIsWrittenWithoutOne) {
+    EXPECT_EQ(write({{"faults", faults({backupFault(GetParam())})}}, agreeing), "PASS");
 
-    EXPECT_EQ(pass.said({"box", "answer"}),
-              (Lines{"box Data at risk", "answer yes", "box Backup failed", "answer cancel"}));
-    EXPECT_EQ(pass.result, "USERABORTED");
+    EXPECT_EQ(reports_, Lines{"warning FAILED_BACKUP 480"});
+    EXPECT_EQ(image_.changedSectors(), GetParam() == 2 ? (Sectors{{0, 1023}}) : (Sectors{{0, 2047}}));
+}
+
+TEST_F(PreservationTest, WhoIsGoneWhenABackupFailsHasDeclined) {
+    EXPECT_EQ(write({{"faults", faults({backupFault(0)})}}, whoAnswers({UserAnswer::Yes})), "USERABORTED");
+
     EXPECT_EQ(image_.changedSectors(), Sectors{});
 }
 
 TEST_F(PreservationTest, AWriteProtectedMediumStaysAsItIs) {
-    PassRun const pass = run({{"readOnly", true}});
+    EXPECT_EQ(write({{"readOnly", true}}), "CANNOTRUN");
 
-    EXPECT_EQ(pass.result, "CANNOTRUN");
     EXPECT_EQ(image_.changedSectors(), Sectors{});
 }
 
 TEST_F(PreservationTest, AMediumThatHangsBeforeTheWriteStaysAsItIs) {
     Json const hangs = fault("read", {{"overlapped", true}, {"after", 1}, {"hangs", true}});
     for (bool const removable : {true, false}) {
-        PassRun const pass = run({{"faults", faults({hangs})}, {"removable", removable}});
+        EXPECT_EQ(write({{"faults", faults({hangs})}, {"removable", removable}}), "CANNOTRUN");
 
-        EXPECT_EQ(pass.result, "CANNOTRUN");
         EXPECT_EQ(image_.changedSectors(), Sectors{}) << removable;
     }
 }
 
-// From here on: what is lost, and how that is told.
-
 TEST_F(PreservationTest, WithoutQuestionsAllThatIsWrittenIsLost) {
-    PassRun const pass = run({}, nullptr, with(writePreserved, {{"PromptEnable", "false"}}));
+    EXPECT_EQ(write({}, {}, with(writePreserved, {{"PromptEnable", "false"}})), "PASS");
 
-    EXPECT_EQ(pass.transfers(), (Lines{"write 0", "write 1024", "write 0"}));
+    EXPECT_EQ(made_, (Lines{"write 0", "write 1024", "write 0"}));
+    EXPECT_EQ(reports_, Lines{});
     EXPECT_EQ(image_.changedSectors(), (Sectors{{0, 2047}})); // the last sector is never written
-    EXPECT_NE(pass.view.errors.find("is lost"), std::string::npos) << pass.view.errors;
-}
-
-TEST_F(PreservationTest, AnAcceptedFailureOfABackupLosesWhatIsWrittenFromThenOn) {
-    PassRun const pass = run({{"faults", faults({backupFault(1)})}}, {{"answers", {"yes", "yes"}}},
-                             with(writePreserved, {{"MaxErrors", "1"}}));
-
-    // The first transfer was restored; the third writes it again.
-    EXPECT_EQ(pass.transfers(), (Lines{"read 0", "write 0", "write 0", "read 1024 error 23", "write 1024", "write 0"}));
-    EXPECT_EQ(pass.said({"warning"}), Lines{"warning FAILED_BACKUP 480"});
-    EXPECT_EQ(image_.changedSectors(), (Sectors{{0, 2047}}));
-}
-
-TEST_F(PreservationTest, AnAcceptedFailureOfTheLastBackupLosesOnlyItsTransfer) {
-    PassRun const pass = run({{"faults", faults({backupFault(2)})}}, {{"answers", {"yes", "yes"}}});
-
-    EXPECT_EQ(pass.said({"warning"}), Lines{"warning FAILED_BACKUP 480"});
-    EXPECT_EQ(image_.changedSectors(), (Sectors{{0, 1023}}));
 }
 
 // The restore itself has written what lies before the faulty sector.
 TEST_F(PreservationTest, AFailedRestoreLosesWhatItDidNotReach) {
-    PassRun const pass = run({{"faults", faults({writeFault(1, {{"firstSector", 1536}, {"lastSector", 1536}})})}});
+    EXPECT_EQ(write({{"faults", faults({writeFault(1, {{"firstSector", 1536}, {"lastSector", 1536}})})}}), "PASS");
 
-    EXPECT_EQ(pass.said({"warning"}), Lines{"warning CANNOT_RESTORE_DATA 880 TestSector=1024 EndSector=2049"});
-    EXPECT_EQ(pass.result, "PASS");
+    EXPECT_EQ(reports_, Lines{"warning CANNOT_RESTORE_DATA 880"});
+    EXPECT_EQ(variables_.front()["TestSector"], "1024");
+    EXPECT_EQ(variables_.front()["EndSector"], "2049");
     EXPECT_EQ(image_.changedSectors(), (Sectors{{1536, 2047}}));
 }
 
-// Nothing else than its own backup ever goes to a range: the loss is the pattern, not the data of the range before.
-TEST_F(PreservationTest, ARestoreThatFailedIsNotMadeUpForByAnotherOne) {
-    PassRun const pass = run({{"faults", faults({writeFault(3), backupFault(2)})}}, {{"answers", {"yes", "yes"}}});
+// Nothing but its own backup ever goes to a range: what is lost holds the pattern, not the data of the range before.
+TEST_F(PreservationTest, ABackupIsWrittenToItsOwnPlaceOnly) {
+    EXPECT_EQ(write({{"faults", faults({writeFault(3), backupFault(2)})}}, agreeing), "PASS");
 
-    EXPECT_EQ(pass.transfers(), (Lines{"read 0", "write 0", "write 0", "read 1024", "write 1024",
-                                       "write 1024 error 1117", "read 0 error 23", "write 0"}));
-    EXPECT_EQ(pass.said({"warning"}),
-              (Lines{"warning CANNOT_RESTORE_DATA 880 TestSector=1024 EndSector=2049", "warning FAILED_BACKUP 480"}));
+    EXPECT_EQ(made_, (Lines{"read 0", "write 0", "write 0", "read 1024", "write 1024", "write 1024 error 1117",
+                            "read 0 error 23", "write 0"}));
+    EXPECT_EQ(reports_, (Lines{"warning CANNOT_RESTORE_DATA 880", "warning FAILED_BACKUP 480"}));
     EXPECT_EQ(image_.changedSectors(), (Sectors{{0, 1023}, {1536, 2047}}));
 }
 
 // Transfers of the disk: two probes, backup, write, and the restore that finds no medium.
 TEST_F(PreservationTest, AMediumThatIsTakenOutBeforeItsRestoreLosesThatTransfer) {
-    PassRun const pass =
-        run({{"mediaChanges", {{{"media", "absent"}, {"atTransfer", 5}}}}}, {{"answers", {"yes", "no"}}});
+    EXPECT_EQ(write({{"mediaChanges", changes({{"absent", 5}})}}, declining), "USERABORTED");
 
-    EXPECT_EQ(pass.reports,
-              (Lines{"warning CANNOT_RESTORE_DATA 880 TestSector=0 EndSector=2049", "warning FAILED_BACKUP 480"}));
-    EXPECT_EQ(pass.result, "USERABORTED");
+    EXPECT_EQ(reports_, (Lines{"warning CANNOT_RESTORE_DATA 880", "warning FAILED_BACKUP 480"}));
+    EXPECT_EQ(variables_.front()["TestSector"], "0");
     EXPECT_EQ(image_.changedSectors(), (Sectors{{0, 1023}}));
 }
 
-TEST_F(PreservationTest, AMediumThatStaysAwayEndsThePassEvenForAUserWhoAcceptsIt) {
-    PassRun const pass =
-        run({{"mediaChanges", {{{"media", "absent"}, {"atTransfer", 5}}}}}, {{"answers", {"yes", "yes"}}});
+TEST_F(PreservationTest, AMediumThatStaysAwayEndsThePassEvenForAUserWhoAcceptsALoss) {
+    EXPECT_EQ(write({{"mediaChanges", changes({{"absent", 5}})}}, agreeing), "NOMEDIA");
 
-    EXPECT_EQ(pass.reports,
-              (Lines{"warning CANNOT_RESTORE_DATA 880 TestSector=0 EndSector=2049", "warning FAILED_BACKUP 480"}));
-    EXPECT_EQ(pass.result, "NOMEDIA");
+    EXPECT_EQ(reports_, (Lines{"warning CANNOT_RESTORE_DATA 880", "warning FAILED_BACKUP 480"}));
     EXPECT_EQ(image_.changedSectors(), (Sectors{{0, 1023}}));
+}
+
+TEST_F(PreservationTest, AMediumThatIsTakenOutBeforeItsWriteIsNotWrittenTo) {
+    EXPECT_EQ(write({{"mediaChanges", changes({{"absent", 2}})}}, declining), "USERABORTED"); // during the backup
+    EXPECT_EQ(image_.changedSectors(), Sectors{});
+
+    EXPECT_EQ(write({{"mediaChanges", changes({{"absent", 3}})}}), "CANNOTRUN"); // during the probe after it
+    EXPECT_EQ(image_.changedSectors(), Sectors{});
 }
 
 // A medium that is back in time for the restore is restored.
 TEST_F(PreservationTest, AMediumThatIsAwayForTheWriteAloneLosesNothing) {
-    PassRun const pass =
-        run({{"mediaChanges", {{{"media", "loading"}, {"atTransfer", 4}}, {{"media", "present"}, {"atTransfer", 5}}}}});
+    EXPECT_EQ(write({{"mediaChanges", changes({{"loading", 4}, {"present", 5}})}}), "NOMEDIA");
 
-    EXPECT_EQ(pass.reports, Lines{});
-    EXPECT_EQ(pass.result, "NOMEDIA");
+    EXPECT_EQ(reports_, Lines{});
     EXPECT_EQ(image_.changedSectors(), Sectors{});
 }
 

@@ -15,7 +15,8 @@ namespace {
 
 class RestoreGuardTest : public testing::Test {
 protected:
-    // A pass over two transfers, as if a caller of the engine had started it.
+    // A pass over two transfers, as if a caller of the engine had started it. The first read of the disk is that of the
+    // volume's first sector.
     void write(std::initializer_list<std::pair<char const *, Json>> members = {},
                Settings const & settings = writePreserved) {
         Json const volumes = {{{"firstSector", 16}, {"sectorCount", 2000}}};
@@ -151,7 +152,7 @@ TEST_F(RestoreGuardTest, AnExceptionBeforeAnythingIsOverwrittenWritesNothing) {
         }
     };
     EXPECT_THROW(
-        write({{"faults", Json::array({fault("read", {{"overlapped", false}, {"times", 1}, {"error", 23}})})}}),
+        write({{"faults", Json::array({fault("read", {{"overlapped", false}, {"after", 1}, {"error", 23}})})}}),
         Foreign);
 
     EXPECT_EQ(transfers(), Lines{"read 0 error 23"});
@@ -160,14 +161,14 @@ TEST_F(RestoreGuardTest, AnExceptionBeforeAnythingIsOverwrittenWritesNothing) {
 
 // The backup of another range is not what the guard writes back.
 TEST_F(RestoreGuardTest, WithoutABackupOfItsOwnATransferIsNotRestored) {
-    told = [](std::string const & key) {
-        static int writes = 0;
+    int writes = 0;
+    told = [&writes](std::string const & key) {
         if (key == "CURRENT_WRITE_PERFORMANCE" && ++writes == 2) {
             throw Foreign();
         }
     };
     EXPECT_THROW(
-        write({{"faults", Json::array({fault("read", {{"overlapped", false}, {"after", 1}, {"error", 23}})})}}),
+        write({{"faults", Json::array({fault("read", {{"overlapped", false}, {"after", 2}, {"error", 23}})})}}),
         Foreign);
 
     EXPECT_EQ(transfers(), (Lines{"read 0", "write 0", "write 0", "read 1024 error 23", "write 1024"}));

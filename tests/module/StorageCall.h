@@ -77,7 +77,7 @@ public:
 class StorageCall {
 public:
     explicit StorageCall(Json const & pc, Settings const & settings = {}, int logPriority = 5,
-                         tkit5::Answering answering = tkit5::Answering::Yes)
+                         tkit5::Answering answering = tkit5::Answering::Yes, machine::ScriptedUser const & user = {})
         : machine_(support::describedPc(pc.dump())), traced_(*machine_,
                                                              [this](std::string_view line) {
                                                                  Json const call = Json::parse(line);
@@ -90,7 +90,7 @@ public:
                                        .locale = locale_,
                                        .answering = answering,
                                        .hostSpeaks = answering == tkit5::Answering::Host,
-                                       .user = {}}) {
+                                       .user = user}) {
         nuv::setLogPriority(logPriority);
         kernel::beginRun();
     }

@@ -73,7 +73,7 @@ private:
     std::unique_ptr<nuvrusb::PerformanceCalculator> calculator_;
 };
 
-// The worked example: half of USB 2.0 is 30 MB/s.
+// Half of the rated speed of USB 2.0 is 30 MB/s.
 class AtHalfOfUsb20 : public testing::Test {
 protected:
     explicit AtHalfOfUsb20(int logPriority = 5)

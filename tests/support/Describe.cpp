@@ -1,6 +1,7 @@
 #include "Describe.h"
 
 #include "machine/simulated/DescriptionReader.h"
+#include "machine/simulated/Images.h"
 #include "machine/simulated/SimulatedMachine.h"
 
 #include <fstream>
@@ -16,7 +17,11 @@ std::unique_ptr<machine::Machine> describedPc(std::string_view json) {
     if (auto const * error = std::get_if<machine::DescriptionError>(&read)) {
         throw std::runtime_error("the test's description is wrong: " + error->format());
     }
-    return machine::makeSimulatedMachine(std::move(std::get<machine::simulated::Description>(read)));
+    auto & description = std::get<machine::simulated::Description>(read);
+    if (auto const error = machine::simulated::openImages(description, {})) {
+        throw std::runtime_error("the test's description is wrong: " + error->format());
+    }
+    return machine::makeSimulatedMachine(std::move(description));
 }
 
 std::string machineFile(std::string_view fileName) {

@@ -24,6 +24,7 @@ public:
     std::string name() const override { return "A PC without devices"; }
     machine::Opened open(machine::OpenRequest const &) override { return {.file = nullptr, .error = 2}; }
     machine::DeviceTree const & devices() const override { return tree_; }
+    bool isPresent(machine::NodeId) const override { return true; }
     FakeClock & clock() override { return clock_; }
     std::vector<std::u16string> volumes() const override { return {}; }
     std::uint32_t take(machine::Resource) override { return 0; }

@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <windows.h>
-
 #include <array>
 #include <chrono>
 #include <memory>

@@ -36,7 +36,7 @@ struct Pipe {
 
 class WindowsStreams : public testing::Test {
 protected:
-    Pipe pipe;
+    Pipe & pipe = *new Pipe; // never closed under a thread that a test leaves behind
     Handle const stop = terminal::makeEvent(true);
 };
 

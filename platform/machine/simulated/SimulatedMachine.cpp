@@ -64,6 +64,11 @@ public:
     DeviceTree const & devices() const override { return bus_.tree; }
     Clock & clock() override { return *clock_; }
 
+    bool isPresent(NodeId node) const override {
+        std::uint32_t const disk = bus_.tree[node].disk; // disks of the bus and of its tree are added together
+        return disk == 0 || bus_.disks[disk - 1]->media(clock_->now() - start_) != MediaState::Unplugged;
+    }
+
     std::vector<std::u16string> volumes() const override {
         std::vector<std::u16string> paths;
         for (auto const & disk : bus_.disks) {

@@ -81,7 +81,9 @@ public:
         });
     }
 
-    std::uint32_t flush() override { return FlushFileBuffers(handle_->get()) != FALSE ? ERROR_SUCCESS : GetLastError(); }
+    std::uint32_t flush() override {
+        return FlushFileBuffers(handle_->get()) != FALSE ? ERROR_SUCCESS : GetLastError();
+    }
 
     Transfer control(std::uint32_t code, std::span<std::byte const> input, std::span<std::byte> output,
                      std::optional<Duration> limit) override {

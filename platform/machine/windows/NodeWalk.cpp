@@ -34,6 +34,12 @@ std::u16string idOf(DEVINST node) {
     return fromWide(id.data());
 }
 
+// Null locates the root.
+bool locate(wchar_t * id, DEVINST & node) {
+    node = 0;
+    return CM_Locate_DevNodeW(&node, id, CM_LOCATE_DEVNODE_NORMAL) == CR_SUCCESS && node != 0;
+}
+
 } // namespace
 
 std::vector<WalkedNode> walkNodes() {
@@ -42,7 +48,7 @@ std::vector<WalkedNode> walkNodes() {
         std::size_t parent;
     };
     DEVINST root = 0;
-    if (CM_Locate_DevNodeW(&root, nullptr, CM_LOCATE_DEVNODE_NORMAL) != CR_SUCCESS || root == 0) {
+    if (!locate(nullptr, root)) {
         return {};
     }
     std::vector<WalkedNode> walked;
@@ -59,6 +65,12 @@ std::vector<WalkedNode> walkNodes() {
         ahead.push_back({childOf(node), walked.size()});
     }
     return walked;
+}
+
+bool isNodePresent(std::u16string const & instanceId) {
+    std::wstring id = toWide(instanceId);
+    DEVINST node = 0;
+    return locate(id.data(), node) || !locate(nullptr, node);
 }
 
 NodeStatus statusOf(std::uint32_t devInst) {

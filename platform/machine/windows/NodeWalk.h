@@ -16,6 +16,9 @@ struct WalkedNode {
 // Every node below the root, each before its children, siblings in their order.
 std::vector<WalkedNode> walkNodes();
 
+// False once the device is gone. A system that does not even know its root node is not believed.
+bool isNodePresent(std::u16string const & instanceId);
+
 struct NodeStatus {
     std::uint32_t problem = 0; // problem code; 0 is healthy
     bool isHidden = false;

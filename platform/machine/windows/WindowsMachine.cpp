@@ -3,6 +3,7 @@
 #include "ControlThreads.h"
 #include "DiskQueries.h"
 #include "LiveFile.h"
+#include "NodeWalk.h"
 #include "PerformanceClock.h"
 #include "TreeReader.h"
 #include "Wide.h"
@@ -39,6 +40,8 @@ public:
         std::call_once(treeIsRead_, [this] { tree_ = windows::readTree(threads_); });
         return *tree_;
     }
+
+    bool isPresent(NodeId node) const override { return windows::isNodePresent(devices()[node].instanceId); }
 
     Clock & clock() override { return clock_; }
 

@@ -53,6 +53,13 @@ std::vector<std::string> commandLineArguments(int argc, char const * const * arg
     return arguments;
 }
 
+std::string stateFolder() {
+    DWORD const size = GetEnvironmentVariableW(L"LOCALAPPDATA", nullptr, 0);
+    std::wstring value(size, L'\0');
+    DWORD const length = size == 0 ? 0 : GetEnvironmentVariableW(L"LOCALAPPDATA", value.data(), size);
+    return length == 0 || length >= size ? std::string() : toUtf8(value.substr(0, length));
+}
+
 std::string userLanguage() {
     std::array<wchar_t, LOCALE_NAME_MAX_LENGTH> name{};
     int const length = GetUserDefaultLocaleName(name.data(), static_cast<int>(name.size()));

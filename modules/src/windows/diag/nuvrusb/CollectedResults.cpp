@@ -6,6 +6,7 @@ nuv::Array<tkit5::TestResult> collectedResults;
 
 void emptyCollectedResults() {
     collectedResults = {};
+    collectedResults.reserve(8);
 }
 
 tkit5::TestResult mergeCollectedResults() {

@@ -24,7 +24,7 @@ public:
         try {
             calculator_.restoreSectors(sector_);
         } catch (...) {
-            // Only its reports throw, and they do so after the attempt to write.
+            // Its reports throw after the attempt to write. Before it, only what opens a trace scope can.
         }
     }
 

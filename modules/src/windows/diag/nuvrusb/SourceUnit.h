@@ -5,6 +5,8 @@
 
 #include "nuv.h"
 
+#include <new>
+
 namespace nuvrusb {
 
 class SourceUnit {
@@ -21,13 +23,18 @@ public:
     nuv::Logger * traceLogger();
 
     // Logs the line number, a blank and what `write` puts into the stream. The message is built only when somebody
-    // reads messages of that priority.
+    // reads messages of that priority. One that cannot be built is lost: what it is about must go on, a restore above
+    // all.
     template <class Write> void log(int priority, int line, Write write) {
-        if (nuv::Logger * const logger = messageLogger(priority)) {
-            nuv::LoggerStream message;
-            message << line << " ";
-            write(message);
-            logger->log(priority, message);
+        try {
+            if (nuv::Logger * const logger = messageLogger(priority)) {
+                nuv::LoggerStream message;
+                message << line << " ";
+                write(message);
+                logger->log(priority, message);
+            }
+        } catch (std::bad_alloc const &) {
+            // Nothing that needs memory can tell of it.
         }
     }
     void log(int priority, int line, char const * text) {

@@ -1,0 +1,411 @@
+// What a run that is cut short leaves behind, and getting it back.
+#include "CliRun.h"
+
+#include "kernel.h"
+#include "kernel/Runtime.h"
+#include "libMedia2.h"
+#include "libVolumes.h"
+#include "machine/ImageFile.h"
+#include "nuv.h"
+#include "support/DiskPc.h"
+#include "support/StateFolder.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string_view>
+
+namespace test {
+namespace {
+
+namespace fs = std::filesystem;
+using tkit5::TestResult;
+
+constexpr std::uint32_t sectorSize = 512;
+constexpr std::size_t sectors = 64;
+constexpr std::uint32_t sectorsOfAPiece = 4;
+
+bool contains(std::string const & text, std::string_view part) {
+    return text.find(part) != std::string::npos;
+}
+
+class Recover : public testing::Test {
+protected:
+    Recover() : image_(sectors * sectorSize, '\x33') {
+        journal_ = fs::path(support::useOwnStateFolder()) / "nuvrusb";
+        calls().behaviour = [this](tkit5::DiagDevice const & device) { return pass(device); };
+    }
+    ~Recover() override {
+        calls().behaviour = nullptr;
+        EXPECT_EQ(kernel::openHandleCount(), 0U);
+    }
+
+    // A PC with the image in a stick.
+    std::string pc(std::string const & disk = R"("serialNumber": "S1")", std::size_t sectorCount = sectors) const {
+        return pcFile(R"({"port": 1, "protocols": ["2.0"], "speed": "high", "device": {"instanceId": "USB\\ONE",
+            "disk": {"instanceId": "DISK\\ONE", "name": "Stick", "number": 1, "image": ")" +
+                      image_.whole() + R"(", "sectorCount": )" + std::to_string(sectorCount) + ", " + disk + "}}}");
+    }
+
+    static std::vector<std::string> runOn(std::string const & pc, std::vector<std::string> const & more = {}) {
+        std::vector<std::string> arguments{"run", "Rewrite", "--machine", pc, "--device", "DISK\\ONE"};
+        for (char const * name : {"PerformWritePerformance", "PreserveAndRestoreData", "PromptEnable"}) {
+            arguments.insert(arguments.end(), {"--set", std::string(name) + "=true"});
+        }
+        arguments.insert(arguments.end(), {"--answer", "yes", "--allow-destructive"});
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return arguments;
+    }
+    static std::vector<std::string> recoverOn(std::string const & pc, std::vector<std::string> const & more = {}) {
+        std::vector<std::string> arguments{"recover", "--machine", pc};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return arguments;
+    }
+
+    // The write pass of a test: each piece is read, overwritten and written back, unless the pass ends before.
+    TestResult pass(tkit5::DiagDevice const & device) {
+        libVolumes::DeviceLockingManager locker(device.osLocator());
+        EXPECT_TRUE(locker.lockVolumes());
+        nuv::SharedFileHandle slot = support::openShared(support::disk1);
+        libMedia2::OSDrive drive(slot, nullptr);
+        EXPECT_EQ(drive.getSectorSize(), sectorSize);
+        EXPECT_EQ(drive.getSectorCount() * sectorSize, image_.contents().size());
+        support::Pages backup(std::size_t{sectorsOfAPiece} * sectorSize);
+        for (std::uint64_t const sector : pieces_) {
+            support::Pages pattern(backup.size(), 0xEE);
+            backedUp_ = drive.readSector(sector, sectorsOfAPiece, backup.data(), backup.size());
+            overwriteError_ = kernel::GetLastError();
+            if (!backedUp_ || !drive.writeSector(sector, sectorsOfAPiece, pattern.data(), pattern.size())) {
+                return TestResult::FAIL();
+            }
+            if (cutShort_) {
+                continue;
+            }
+            beforeRestore_();
+            restored_ = drive.writeSector(sector, sectorsOfAPiece, backup.data(), backup.size());
+        }
+        return TestResult::PASS();
+    }
+
+    // A run that ends after it has overwritten the pieces.
+    CliResult runCutShort(std::string const & onPc, std::vector<std::string> const & more = {}) {
+        cutShort_ = true;
+        CliResult result = runCli(runOn(onPc, more));
+        cutShort_ = false;
+        return result;
+    }
+
+    std::vector<std::string> backups() const {
+        std::vector<std::string> names;
+        std::error_code ignored;
+        for (fs::directory_iterator each(journal_, ignored), end; each != end; ++each) {
+            names.push_back(each->path().filename().string());
+        }
+        return names;
+    }
+    bool isAsBefore() const { return image_.contents() == std::string(sectors * sectorSize, '\x33'); }
+
+    ImageFile image_;
+    fs::path journal_;
+    std::vector<std::uint64_t> pieces_{8};
+    bool cutShort_ = false;
+    bool backedUp_ = false;
+    bool restored_ = false;
+    std::uint32_t overwriteError_ = 0;
+    std::function<void()> beforeRestore_ = [] {};
+};
+
+TEST_F(Recover, ARunThatPutsAllBackLeavesNothing) {
+    pieces_ = {0, 4, 60, 0};
+    auto const result = runCli(runOn(pc()));
+    EXPECT_EQ(result.code, 0) << result.errors;
+    EXPECT_TRUE(restored_);
+    EXPECT_TRUE(isAsBefore());
+    EXPECT_TRUE(fs::is_directory(journal_));
+    EXPECT_TRUE(backups().empty());
+    EXPECT_EQ(result.errors, "");
+}
+
+TEST_F(Recover, ABackupIsThereBeforeAnythingIsOverwritten) {
+    std::vector<std::string> during;
+    beforeRestore_ = [&] { during = backups(); };
+    runCli(runOn(pc()));
+    EXPECT_EQ(during, std::vector<std::string>{"backup-000001.undo"});
+}
+
+TEST_F(Recover, WhatIsNotPutBackIsToldLoudly) {
+    auto const result = runCutShort(pc());
+    EXPECT_FALSE(isAsBefore());
+    std::string const file = (journal_ / "backup-000001.undo").string();
+    std::string const told = "\n!!! DATA WAS NOT PUT BACK !!!\n"
+                             "  sectors 8 to 11 of Stick, serial number S1\n"
+                             "      was overwritten and could not be written back\n"
+                             "      backup: " +
+                             file +
+                             "\nLeave the disk as it is, and put the data back with\n    nuvrusb recover --machine";
+    EXPECT_TRUE(contains(result.errors, told)) << result.errors;
+    EXPECT_TRUE(contains(result.output, told)) << result.output;
+}
+
+TEST_F(Recover, WhatIsOwedIsPutBackOnce) {
+    runCutShort(pc());
+    auto const result = runCli(recoverOn(pc(), {"--allow-destructive"}));
+    EXPECT_EQ(result.code, 0) << result.errors;
+    EXPECT_EQ(result.output, "In " + journal_.string() +
+                                 ":\n"
+                                 "  backup-000001.undo: sectors 8 to 11 of Stick, serial number S1\n"
+                                 "      DISK\\ONE (\\\\.\\PhysicalDrive1)\n"
+                                 "backup-000001.undo: The bytes are back, as reading them shows.\n");
+    EXPECT_TRUE(isAsBefore());
+    EXPECT_TRUE(backups().empty());
+
+    auto const again = runCli(recoverOn(pc()));
+    EXPECT_EQ(again.code, 0);
+    EXPECT_EQ(again.output, "No backup is owed to any disk.\n");
+}
+
+TEST_F(Recover, EarlierBackupsOfTheSameSectorsWin) {
+    pieces_ = {8, 10, 8, 20};
+    runCutShort(pc());
+    EXPECT_EQ(backups().size(), 4U);
+    EXPECT_EQ(runCli(recoverOn(pc(), {"--allow-destructive"})).code, 0);
+    EXPECT_TRUE(isAsBefore());
+}
+
+TEST_F(Recover, ItAsksBeforeItWrites) {
+    runCutShort(pc());
+    auto const withoutTerminal = runCli(recoverOn(pc()));
+    EXPECT_EQ(withoutTerminal.code, 5);
+    EXPECT_TRUE(contains(withoutTerminal.errors, "--allow-destructive"));
+
+    FakeConsole declining;
+    declining.beTerminal();
+    declining.type("no");
+    EXPECT_EQ(runCli(recoverOn(pc()), declining).code, 8);
+    EXPECT_EQ(backups().size(), 1U);
+    EXPECT_FALSE(isAsBefore());
+
+    FakeConsole agreeing;
+    agreeing.beTerminal();
+    agreeing.type("yes");
+    EXPECT_EQ(runCli(recoverOn(pc()), agreeing).code, 0);
+    EXPECT_TRUE(isAsBefore());
+}
+
+TEST_F(Recover, ADryRunChangesNothing) {
+    runCutShort(pc());
+    std::string const before = image_.contents();
+    auto const result = runCli(recoverOn(pc(), {"--dry-run"}));
+    EXPECT_EQ(result.code, 0);
+    EXPECT_TRUE(contains(result.output, "It can be put back."));
+    EXPECT_EQ(image_.contents(), before);
+    EXPECT_EQ(backups().size(), 1U);
+}
+
+TEST_F(Recover, AnotherDiskIsNotWrittenTo) {
+    runCutShort(pc());
+    std::string const before = image_.contents();
+    auto const result = runCli(recoverOn(pc(R"("serialNumber": "S2")"), {"--allow-destructive"}));
+    EXPECT_EQ(result.code, 3);
+    EXPECT_TRUE(contains(result.output, "not in this PC"));
+    auto const named = runCli(recoverOn(pc(R"("serialNumber": "S2")"), {"--device", "DISK\\ONE"}));
+    EXPECT_EQ(named.code, 0);
+    EXPECT_TRUE(contains(named.output, "Nothing is owed to this disk."));
+    EXPECT_EQ(image_.contents(), before);
+    EXPECT_EQ(backups().size(), 1U);
+}
+
+TEST_F(Recover, ADiskOfAnotherSizeIsNotWrittenTo) {
+    runCutShort(pc());
+    std::string const before = image_.contents();
+    auto const result = runCli(recoverOn(pc(R"("serialNumber": "S1")", sectors - 1), {"--allow-destructive"}));
+    EXPECT_EQ(result.code, 6);
+    EXPECT_TRUE(contains(result.output, "it is another disk, or another medium. Nothing was written."))
+        << result.output;
+    auto const sized =
+        runCli(recoverOn(pc(R"("serialNumber": "S1", "sectorSize": 1024)", sectors / 2), {"--allow-destructive"}));
+    EXPECT_EQ(sized.code, 6);
+    EXPECT_TRUE(contains(sized.output, "sectors of 1024 bytes")) << sized.output;
+    EXPECT_EQ(image_.contents(), before);
+    EXPECT_EQ(backups().size(), 1U);
+}
+
+TEST_F(Recover, ADiskWithoutSerialNumberHasToBeNamed) {
+    std::string const nameless = pc(R"("serialNumber": "")");
+    runCutShort(nameless);
+    EXPECT_EQ(runCli(recoverOn(nameless, {"--allow-destructive"})).code, 6);
+    EXPECT_FALSE(isAsBefore());
+    EXPECT_EQ(runCli(recoverOn(nameless, {"--allow-destructive", "--device", "DISK\\ONE"})).code, 0);
+    EXPECT_TRUE(isAsBefore());
+}
+
+TEST_F(Recover, ADiskInUseIsLeftAlone) {
+    runCutShort(pc());
+    auto const result = runCli(
+        recoverOn(pc(R"("serialNumber": "S1", "volumes": [{"firstSector": 0, "sectorCount": 64, "inUse": true}])"),
+                  {"--allow-destructive"}));
+    EXPECT_EQ(result.code, 7);
+    EXPECT_EQ(backups().size(), 1U);
+}
+
+TEST_F(Recover, AFailedWriteLeavesTheBackupForTheNextTime) {
+    runCutShort(pc());
+    for (char const * const fault : {R"({"call": "write", "error": 1117})", R"({"call": "read", "error": 1117})"}) {
+        auto const result = runCli(
+            recoverOn(pc(std::string(R"("serialNumber": "S1", "faults": [)") + fault + "]"), {"--allow-destructive"}));
+        EXPECT_EQ(result.code, 1) << result.output;
+        EXPECT_EQ(backups().size(), 1U);
+    }
+    EXPECT_EQ(runCli(recoverOn(pc(), {"--allow-destructive"})).code, 0);
+    EXPECT_TRUE(isAsBefore());
+    EXPECT_TRUE(backups().empty());
+}
+
+TEST_F(Recover, ADamagedBackupIsNotUsed) {
+    runCutShort(pc());
+    std::string const before = image_.contents();
+    std::fstream(journal_ / "backup-000001.undo", std::ios::binary | std::ios::in | std::ios::out).seekp(5000) << 'x';
+    auto const result = runCli(recoverOn(pc(), {"--allow-destructive"}));
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(contains(result.output, "The backup is damaged")) << result.output;
+    fs::resize_file(journal_ / "backup-000001.undo", 100);
+    EXPECT_EQ(runCli(recoverOn(pc(), {"--allow-destructive"})).code, 1);
+    EXPECT_EQ(image_.contents(), before);
+
+    EXPECT_EQ(runCli(recoverOn(pc(), {"--discard", "--allow-destructive"})).code, 0);
+    EXPECT_TRUE(backups().empty());
+    EXPECT_EQ(image_.contents(), before);
+}
+
+TEST_F(Recover, AHostReadsWhatIsOwedAndWhatBecameOfIt) {
+    runCutShort(pc());
+    auto const result = runCli(recoverOn(pc(), {"--allow-destructive", "--format", "jsonl"}));
+    keepForSchemaCheck(result.output);
+    std::vector<nlohmann::json> lines;
+    std::istringstream stream(result.output);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(nlohmann::json::parse(line));
+    }
+    ASSERT_EQ(lines.size(), 3U);
+    EXPECT_EQ(lines[0]["type"], "owed");
+    EXPECT_EQ(lines[0]["firstSector"], 8);
+    EXPECT_EQ(lines[0]["devices"], nlohmann::json::array({"DISK\\ONE"}));
+    EXPECT_EQ(lines[1]["outcome"], "restored");
+    EXPECT_EQ(lines[2]["result"], "PASS");
+    EXPECT_TRUE(isAsBefore());
+}
+
+TEST_F(Recover, OtherCommandsTellThatSomethingIsOwed) {
+    runCutShort(pc());
+    std::string const told =
+        "An earlier run was cut short and did not put back sectors 8 to 11 of Stick, serial number "
+        "S1. 'nuvrusb recover --machine";
+    EXPECT_TRUE(contains(runCli({"devices", "--machine", pc()}).errors, told));
+    EXPECT_TRUE(contains(runCli({"run", "WholeBus", "--machine", pc()}).errors, told));
+}
+
+TEST_F(Recover, NothingIsWrittenToADiskThatIsOwedSomething) {
+    runCutShort(pc());
+    calls().devices.clear();
+    for (char const * const more : {"--no-journal", "--no-color"}) {
+        auto const result = runCli(runOn(pc(), {more}));
+        EXPECT_EQ(result.code, 6);
+        EXPECT_TRUE(contains(result.errors, "--discard")) << result.errors;
+        EXPECT_TRUE(calls().devices.empty());
+    }
+    EXPECT_EQ(runCli(runOn(pc(R"("serialNumber": "S2")"))).code, 0); // another disk
+}
+
+TEST_F(Recover, TheFolderCanBeNamed) {
+    std::string const folder = (fs::path(support::useOwnStateFolder()) / "named").string();
+    runCutShort(pc(), {"--journal", folder});
+    EXPECT_TRUE(backups().empty());
+    EXPECT_TRUE(fs::exists(fs::path(folder) / "backup-000001.undo"));
+    EXPECT_EQ(runCli(recoverOn(pc(), {"--journal", folder, "--allow-destructive"})).code, 0);
+    EXPECT_TRUE(isAsBefore());
+}
+
+TEST_F(Recover, WithoutAPlaceForBackupsNothingIsRun) {
+    std::string const folder = temporaryFile(".place", "a file");
+    auto const refused = runCli(runOn(pc(), {"--journal", folder}));
+    EXPECT_EQ(refused.code, 5);
+    EXPECT_TRUE(contains(refused.errors, "--no-journal")) << refused.errors;
+    EXPECT_TRUE(calls().devices.empty());
+
+    FakeConsole declining;
+    declining.beTerminal();
+    declining.type("no");
+    EXPECT_EQ(runCli(runOn(pc(), {"--journal", folder}), declining).code, 8);
+    EXPECT_TRUE(calls().devices.empty());
+
+    FakeConsole agreeing;
+    agreeing.beTerminal();
+    agreeing.type("yes");
+    EXPECT_EQ(runCli(runOn(pc(), {"--journal", folder}), agreeing).code, 0);
+    EXPECT_EQ(calls().devices.size(), 1U);
+    EXPECT_TRUE(isAsBefore());
+}
+
+TEST_F(Recover, WithoutAJournalARestoreIsVerifiedAllTheSame) {
+    EXPECT_EQ(runCli(runOn(pc(), {"--no-journal"})).errors, "");
+    EXPECT_FALSE(fs::exists(journal_));
+
+    std::string const unreadable =
+        pc(R"("serialNumber": "S1", "faults": [{"call": "read", "after": 1, "error": 1117}])");
+    auto const result = runCli(runOn(unreadable, {"--no-journal"}));
+    EXPECT_FALSE(restored_);
+    EXPECT_TRUE(contains(result.errors, "was written back, but could not be read back as it was\n"
+                                        "      and there is no backup of it\n"))
+        << result.errors;
+    EXPECT_FALSE(contains(result.errors, "nuvrusb recover"));
+}
+
+TEST_F(Recover, ARestoreThatCannotBeReadBackStaysOwed) {
+    auto const result =
+        runCli(runOn(pc(R"("serialNumber": "S1", "faults": [{"call": "read", "after": 1, "error": 1117}])")));
+    EXPECT_FALSE(restored_);
+    EXPECT_TRUE(contains(result.errors, "!!! DATA WAS NOT PUT BACK !!!"));
+    EXPECT_EQ(backups().size(), 1U);
+    auto const recovered = runCli(recoverOn(pc(), {"--allow-destructive"}));
+    EXPECT_EQ(recovered.code, 0);
+    EXPECT_TRUE(contains(recovered.output, "The bytes were in place already."));
+    EXPECT_TRUE(backups().empty());
+}
+
+// As when the medium of the journal goes during a pass.
+TEST_F(Recover, ABackupThatCannotBeKeptCountsAsFailed) {
+    pieces_ = {8, 12};
+    beforeRestore_ = [this] {
+        fs::remove_all(journal_);
+        std::ofstream(journal_) << "in the way";
+    };
+    auto const result = runCli(runOn(pc()));
+    EXPECT_FALSE(backedUp_);
+    EXPECT_NE(overwriteError_, 0U);
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(isAsBefore());
+}
+
+TEST_F(Recover, ADiskInMemoryHasNoBackups) {
+    std::string const inMemory =
+        pcFile(R"({"port": 1, "protocols": ["2.0"], "speed": "high", "device": {"instanceId": "USB\\ONE",
+            "disk": {"instanceId": "DISK\\ONE", "number": 1, "sectorCount": 64}}})");
+    auto const result = runCutShort(inMemory);
+    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(result.errors, "");
+    EXPECT_FALSE(fs::exists(journal_));
+}
+
+TEST_F(Recover, ATestThatPreservesNothingNeedsNoJournal) {
+    calls().behaviour = nullptr;
+    auto const result = runCli({"run", "Rewrite", "--machine", pc(), "--device", "DISK\\ONE", "--set",
+                                "PerformWritePerformance=true", "--allow-destructive"});
+    EXPECT_EQ(result.code, 0);
+    EXPECT_FALSE(fs::exists(journal_));
+}
+
+} // namespace
+} // namespace test
