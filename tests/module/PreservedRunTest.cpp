@@ -44,7 +44,7 @@ TEST_F(PreservedRunTest, AStoppedRunLeavesEveryByteAsItWas) {
     }
 }
 
-// The two passes of one run are told apart: what was overwritten without preservation is lost, and nothing else.
+// What becomes of the data is told before they are overwritten.
 TEST_F(PreservedRunTest, ARunThatPreservesNothingSaysSoBefore) {
     PassRun const overwritten = run(disk(), overwriting);
 
