@@ -10,7 +10,7 @@ import tempfile
 
 MEBIBYTE = 1048576
 DISK = "USBSTOR\\DISK&VEN_REAL&PROD_DISK\\1&0"
-RUN_LIMIT = 550  # seconds; a preserved write pass moves three times what its 30 seconds write
+RUN_LIMIT = 850  # seconds; a preserved write pass moves three times what its 30 seconds write
 
 
 def whyNoLoopDevices():
