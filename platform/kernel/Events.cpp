@@ -8,8 +8,6 @@ namespace kernel {
 
 namespace {
 
-constexpr std::uint32_t tooManyOpenFiles = 4;
-
 // Takes the event as a wait does: one that resets itself is set for one wait only.
 bool taken(Event & event) {
     return event.manualReset ? event.isSet.load() : event.isSet.exchange(false);

@@ -17,8 +17,6 @@ namespace kernel {
 
 namespace {
 
-constexpr std::uint32_t tooManyOpenFiles = 4;
-
 // A wedged device makes its hub wait without end; a healthy hub answers in milliseconds.
 constexpr std::chrono::seconds hubQueryLimit{5};
 

@@ -1,9 +1,10 @@
 #include "RecordQuery.h"
-#include "journal/Pages.h"
 #include "journal/Preservation.h"
 #include "kernel.h"
+#include "kernel/LastError.h"
 #include "kernel/Runtime.h"
 #include "libMedia2.h"
+#include "machine/Pages.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -56,11 +57,6 @@ Drive::_LIBMEDIA2_ERROR_TYPES errorTypeOf(std::uint32_t error) {
     }
 }
 
-bool fail(std::uint32_t error) {
-    kernel::SetLastError(error);
-    return false;
-}
-
 bool sendControl(kernel::HANDLE device, std::uint32_t controlCode) {
     return kernel::DeviceIoControl(device, controlCode, nullptr, 0, nullptr, 0, nullptr, nullptr);
 }
@@ -100,7 +96,7 @@ struct OSDrive::State {
         constexpr std::uint64_t lastOffset = std::numeric_limits<std::int64_t>::max();
         if (std::uint64_t{count} * size != byteCount || byteCount > std::numeric_limits<std::uint32_t>::max() ||
             sector > (lastOffset - byteCount) / size) {
-            return fail(kernel::ERROR_INVALID_PARAMETER);
+            return kernel::fail(kernel::ERROR_INVALID_PARAMETER);
         }
         kernel::HANDLE const ended = event.get();
         if (ended == nullptr) {
@@ -118,7 +114,7 @@ struct OSDrive::State {
             // Without a limit: the device may use record and buffer until the transfer has ended.
             succeeded = kernel::GetOverlappedResult(disk, &overlapped, &moved, true);
         }
-        return succeeded && (moved == byteCount || fail(kernel::ERROR_HANDLE_EOF));
+        return succeeded && (moved == byteCount || kernel::fail(kernel::ERROR_HANDLE_EOF));
     }
 
     template <class Start>
@@ -183,7 +179,7 @@ struct OSDrive::State {
                          {static_cast<std::byte const *>(buffer), static_cast<std::size_t>(byteCount)});
         if (error != kernel::ERROR_SUCCESS) {
             errorType = Other;
-            return fail(error);
+            return kernel::fail(error);
         }
         kernel::SetLastError(errorBefore);
         return true;
@@ -193,15 +189,15 @@ struct OSDrive::State {
     journal::Preservation::Restore verify(journal::Range const & range, std::byte const * wanted) {
         std::uint32_t const errorBefore = kernel::GetLastError();
         std::uint64_t const byteCount = std::uint64_t{range.sectorCount} * sectorSize();
-        journal::Pages const found = journal::makePages(static_cast<std::size_t>(std::min(pieceSize, byteCount)));
-        bool verified = found != nullptr || fail(kernel::ERROR_NOT_ENOUGH_MEMORY);
+        machine::Pages const found = machine::makePages(static_cast<std::size_t>(std::min(pieceSize, byteCount)));
+        bool verified = found != nullptr || kernel::fail(kernel::ERROR_NOT_ENOUGH_MEMORY);
         verified = verified && (kernel::FlushFileBuffers(handle()) || knowsNoFlush(kernel::GetLastError()));
         for (std::uint64_t done = 0; verified && done < byteCount; done += pieceSize) {
             std::uint64_t const size = std::min(pieceSize, byteCount - done);
             verified = read(range.firstSector + done / sectorSize(), static_cast<std::uint32_t>(size / sectorSize()),
                             found.get(), size) &&
                        (std::memcmp(found.get(), wanted + done, static_cast<std::size_t>(size)) == 0 ||
-                        fail(kernel::ERROR_CRC));
+                        kernel::fail(kernel::ERROR_CRC));
         }
         if (!verified) {
             errorType = Other;

@@ -82,7 +82,9 @@ void place(std::u16string const & path, DeviceNumber const & disk, DiskVolumes &
     auto const device = libMedia2::askRecord<DeviceNumber>(volume.get(), kernel::IOCTL_STORAGE_GET_DEVICE_NUMBER);
     if (!device) {
         std::uint32_t const second = kernel::GetLastError();
-        found.complete = found.complete && (meansNothingThere(second) || meansNoDiskBelow(second));
+        bool const knewTheFirst = !meansNoDiskBelow(error) && !meansNothingThere(error); // and failed to answer it
+        found.complete =
+            found.complete && (meansNothingThere(second) || (meansNoDiskBelow(second) && !knewTheFirst));
     } else if (device->DeviceType == disk.DeviceType && device->DeviceNumber == disk.DeviceNumber &&
                !meansNothingThere(error)) {
         found.volumes.push_back({path, {}});

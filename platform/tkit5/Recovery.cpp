@@ -1,10 +1,10 @@
 #include "Recovery.h"
 
 #include "DestructiveSummary.h"
-#include "journal/Pages.h"
 #include "kernel.h"
 #include "libMedia2.h"
 #include "libVolumes.h"
+#include "machine/Pages.h"
 #include "nuv.h"
 
 #include <fmt/format.h>
@@ -70,7 +70,7 @@ private:
         if (!check.intact) {
             return refused(TestResult::FAIL(), "The backup is damaged and cannot be used; nothing was written.");
         }
-        memory_ = journal::makePages(2 * pieceSize);
+        memory_ = machine::makePages(2 * pieceSize);
         if (memory_ == nullptr) {
             return refused(TestResult::CANNOTRUN(), "There is not enough memory.");
         }
@@ -242,7 +242,7 @@ private:
     bool const dry_;
     std::function<bool()> const & shallStop_;
     std::unique_ptr<journal::StoredBytes> file_;
-    journal::Pages memory_; // a piece of the backup and one of the disk
+    machine::Pages memory_; // a piece of the backup and one of the disk
     nuv::SharedFileHandle handle_;
     std::optional<libMedia2::OSDrive> drive_; // refers to the handle
 };

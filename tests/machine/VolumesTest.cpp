@@ -119,6 +119,19 @@ TEST_F(OneVolume, IsNeitherReadNorWrittenItself) {
     EXPECT_EQ(volume->write(0, buffer.bytes()).transfer.error, 1U);
 }
 
+TEST_F(OneVolume, WithoutAMediumLiesNowhereAndCannotBeLocked) {
+    for (auto const & [state, error] : {std::pair("absent", 1112U), {"loading", 21U}}) {
+        describe({}, std::string(R"("mediaChanges": [{"media": ")") + state + R"(", "atMilliseconds": 100}])");
+        auto const volume = open({}, readWrite).file;
+        EXPECT_EQ(ask(*volume, kernel::FSCTL_LOCK_VOLUME, {}, 0).error, 0U);
+        pc_->sleep(100ms);
+        EXPECT_EQ(ask(*volume, extentsCode, {}, 32).error, error);
+        EXPECT_EQ(ask(*volume, kernel::FSCTL_LOCK_VOLUME, {}, 0).error, error);
+        EXPECT_EQ(ask(*volume, kernel::FSCTL_DISMOUNT_VOLUME, {}, 0).error, error);
+        EXPECT_EQ(ask(*volume, kernel::FSCTL_UNLOCK_VOLUME, {}, 0).error, 0U); // whoever has locked it may let it go
+    }
+}
+
 TEST_F(OneVolume, HasGoneWithItsDisk) {
     describe({}, R"("mediaChanges": [{"media": "unplugged", "atMilliseconds": 100}])");
     auto const volume = open({}, readWrite).file;

@@ -1,5 +1,5 @@
 // A disk that is pulled out in the middle of a run.
-#include "StoragePc.h"
+#include "StorageCall.h"
 
 #include <gtest/gtest.h>
 
@@ -27,6 +27,27 @@ TEST(GoneDisk, OneThatIsThereAndCannotBeOpenedIsFound) {
     EXPECT_EQ(host.keys(), std::vector<std::string>{"InvalidDeviceHandle"});
     EXPECT_FALSE(host.logged("701 PerformanceCalculator::getHardwareLocator() was not successful in finding the "
                              "OSLocator Stick"));
+}
+
+// A disk that refuses to open and is not among the disks any more. Opens come in this order: pass, probe and reopen; a
+// pass that preserves has the latter two before the backup and again before the write.
+TEST(GoneDisk, OneThatIsNoLongerListedWhenItIsOpenedAgainHasGone) {
+    struct Row {
+        std::uint32_t operation;
+        int opens;
+        Lines reports;
+    };
+    for (Row const & row :
+         {Row{nuvrusb::operation::read, 2, {}}, Row{nuvrusb::operation::write, 2, {}},
+          Row{nuvrusb::operation::write, 4, {"warning CANNOT_RESTORE_DATA 880"}}}) { // there is no handle to restore by
+        Json const disk =
+            smallDisk({{"hidden", true}, {"faults", {{{"call", "open"}, {"after", row.opens}, {"error", 2}}}}});
+        StorageCall call(stickPc(disk), bothPasses);
+        tkit5::TestResult result;
+        call.calculator()->calculate(result, row.operation);
+        EXPECT_EQ(result, tkit5::TestResult::NODEVICE()) << row.operation << " " << row.opens;
+        EXPECT_EQ(call.reporter.lines, row.reports) << row.operation << " " << row.opens;
+    }
 }
 
 } // namespace

@@ -226,6 +226,24 @@ TEST(MediaPrompt, MediumThatArrivesWhileItIsOpenConfirms) {
     EXPECT_EQ(controls(run.calls, loadMedia), 0U);
 }
 
+// The volumes were locked before there was a medium: those that come with it are not, and Windows lets nobody write into
+// them.
+TEST(MediaPrompt, VolumesOfAMediumThatArrivesWhileItIsOpenAreNotOverwritten) {
+    DiskImage const image(10 * smallTransfer + 1);
+    Json const disk = reader({{"image", image.path()},
+                              {"volumes", {{{"firstSector", 64}, {"sectorCount", 10000}}}},
+                              {"mediaChanges", {{{"media", "present"}, {"atMilliseconds", 1800}}}}});
+    TracedRun const run = runWithSilentHost(disk, {{"PerformWritePerformance", "true"},
+                                                   {"PromptUserForMedia", "true"},
+                                                   {"MaxTestRunTime", "30"},
+                                                   {"USB11WriteThresholdPercent", "1"}});
+    EXPECT_EQ(answers(run.host), Lines{"none"});
+    EXPECT_EQ(raised(run.host), (Lines{"warning WRITE_SECTOR_ERROR PerformanceCalculator.cpp:520",
+                                       "warning CANNOT_OPEN_ACCESS_DENIED PerformanceCalculator.cpp:524"}));
+    EXPECT_EQ(run.host.result, "CANNOTRUN");
+    EXPECT_EQ(image.changedSectors(), (std::vector<std::pair<std::uint64_t, std::uint64_t>>{}));
+}
+
 TEST(MediaPrompt, MediumThatBeginsToLoadClosesTheBoxAsARetry) {
     Json const changes{{{"media", "loading"}, {"atMilliseconds", 700}},
                        {{"media", "present"}, {"atMilliseconds", 1200}}};

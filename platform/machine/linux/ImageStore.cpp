@@ -1,5 +1,7 @@
+#include "Descriptor.h"
 #include "kernel/Files.h"
 #include "machine/DiskStore.h"
+#include "machine/Pages.h"
 
 #include <fcntl.h>
 #include <linux/fs.h>
@@ -12,35 +14,12 @@
 #include <fmt/format.h>
 
 #include <cerrno>
-#include <cstring>
-#include <new>
 #include <system_error>
 #include <utility>
 
 namespace machine {
 
 namespace {
-
-constexpr std::size_t pageSize = 4096;
-
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-    Descriptor(Descriptor && other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-    Descriptor(Descriptor const &) = delete;
-    Descriptor & operator=(Descriptor const &) = delete;
-    Descriptor & operator=(Descriptor &&) = delete;
-    ~Descriptor() {
-        if (descriptor_ >= 0) {
-            ::close(descriptor_);
-        }
-    }
-    bool isValid() const { return descriptor_ >= 0; }
-    int get() const { return descriptor_; }
-
-private:
-    int descriptor_;
-};
 
 std::uint32_t windowsError(int error) {
     switch (error) {
@@ -65,24 +44,6 @@ std::uint32_t windowsError(int error) {
     }
 }
 
-// Page-aligned room for transfers whose own buffer is not.
-class Bounce {
-public:
-    explicit Bounce(std::size_t size)
-        : data_(static_cast<std::byte *>(::operator new(size, std::align_val_t(pageSize)))) {}
-    Bounce(Bounce const &) = delete;
-    Bounce & operator=(Bounce const &) = delete;
-    ~Bounce() { ::operator delete(data_, std::align_val_t(pageSize)); }
-    std::byte * data() const { return data_; }
-
-private:
-    std::byte * data_;
-};
-
-bool isAligned(void const * address) {
-    return reinterpret_cast<std::uintptr_t>(address) % pageSize == 0;
-}
-
 class ImageStore final : public DiskStore {
 public:
     ImageStore(Descriptor file, std::uint64_t size, bool isDirect)
@@ -91,30 +52,23 @@ public:
     std::uint64_t size() const override { return size_; }
 
     std::uint32_t read(std::uint64_t offset, std::span<std::byte> buffer) override {
-        if (!isDirect_ || isAligned(buffer.data())) {
-            return move(buffer.size(), [&](std::size_t done) {
-                return ::pread(file_.get(), buffer.data() + done, buffer.size() - done,
-                               static_cast<off_t>(offset + done));
-            });
+        if (isDirect_ && !isPageAligned(buffer.data())) {
+            return readThroughPages(buffer, [&](std::span<std::byte> pages) { return read(offset, pages); });
         }
-        Bounce const bounce(buffer.size());
-        std::uint32_t const error = read(offset, {bounce.data(), buffer.size()});
-        if (error == kernel::ERROR_SUCCESS) {
-            std::memcpy(buffer.data(), bounce.data(), buffer.size());
-        }
-        return error;
+        return move(buffer.size(), [&](std::size_t done) {
+            return ::pread(file_.get(), buffer.data() + done, buffer.size() - done, static_cast<off_t>(offset + done));
+        });
     }
 
     std::uint32_t write(std::uint64_t offset, std::span<std::byte const> bytes, bool durable) override {
-        if (!isDirect_ || isAligned(bytes.data())) {
-            return move(bytes.size(), [&](std::size_t done) {
-                iovec const part{const_cast<std::byte *>(bytes.data()) + done, bytes.size() - done};
-                return ::pwritev2(file_.get(), &part, 1, static_cast<off_t>(offset + done), durable ? RWF_DSYNC : 0);
-            });
+        if (isDirect_ && !isPageAligned(bytes.data())) {
+            return writeThroughPages(
+                bytes, [&](std::span<std::byte const> pages) { return write(offset, pages, durable); });
         }
-        Bounce const bounce(bytes.size());
-        std::memcpy(bounce.data(), bytes.data(), bytes.size());
-        return write(offset, {bounce.data(), bytes.size()}, durable);
+        return move(bytes.size(), [&](std::size_t done) {
+            iovec const part{const_cast<std::byte *>(bytes.data()) + done, bytes.size() - done};
+            return ::pwritev2(file_.get(), &part, 1, static_cast<off_t>(offset + done), durable ? RWF_DSYNC : 0);
+        });
     }
 
     std::uint32_t flush() override {

@@ -1,4 +1,5 @@
 // Files of a journal: durable, locked as long as they are written, renamed at once.
+#include "Descriptor.h"
 #include "journal/FolderFiles.h"
 #include "kernel/Files.h"
 
@@ -25,6 +26,7 @@ namespace journal {
 namespace {
 
 namespace fs = std::filesystem;
+using machine::Descriptor;
 
 constexpr std::uint32_t diskFull = 112;
 
@@ -55,25 +57,6 @@ std::uint32_t fromErrno(int error) {
         return kernel::ERROR_IO_DEVICE;
     }
 }
-
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-    Descriptor(Descriptor && other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-    Descriptor(Descriptor const &) = delete;
-    Descriptor & operator=(Descriptor const &) = delete;
-    Descriptor & operator=(Descriptor &&) = delete;
-    ~Descriptor() {
-        if (isValid()) {
-            ::close(descriptor_);
-        }
-    }
-    bool isValid() const { return descriptor_ >= 0; }
-    int get() const { return descriptor_; }
-
-private:
-    int descriptor_;
-};
 
 class WrittenFile final : public StoredFile {
 public:

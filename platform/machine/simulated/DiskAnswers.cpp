@@ -181,6 +181,11 @@ DiskAnswer answerOfVolume(DiskState & disk, Duration now, VolumeState & volume, 
     if (!hasAccess(opened, code)) {
         return error(kernel::ERROR_ACCESS_DENIED);
     }
+    // Without a medium there is a volume, but nothing that it could lie on or that could be locked.
+    std::uint32_t const medium = disk.mediaError(now);
+    if (medium != kernel::ERROR_SUCCESS && code != kernel::FSCTL_UNLOCK_VOLUME) {
+        return error(medium);
+    }
     switch (code) {
     case kernel::IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS:
         return extents(disk, volume, output);

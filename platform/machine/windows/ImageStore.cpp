@@ -1,4 +1,5 @@
 #include "machine/DiskStore.h"
+#include "machine/Pages.h"
 
 #include "ErrorText.h"
 #include "Handle.h"
@@ -8,9 +9,7 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
-#include <new>
 #include <system_error>
 #include <utility>
 
@@ -20,26 +19,7 @@ namespace {
 
 using windows::FileHandle;
 
-constexpr std::size_t pageSize = 4096;
 constexpr std::size_t mostAtOnce = std::size_t{1} << 30U; // bytes of one transfer
-
-// Page-aligned room for transfers whose own buffer is not.
-class Bounce {
-public:
-    explicit Bounce(std::size_t size)
-        : data_(static_cast<std::byte *>(::operator new(size, std::align_val_t(pageSize)))) {}
-    Bounce(Bounce const &) = delete;
-    Bounce & operator=(Bounce const &) = delete;
-    ~Bounce() { ::operator delete(data_, std::align_val_t(pageSize)); }
-    std::byte * data() const { return data_; }
-
-private:
-    std::byte * data_;
-};
-
-bool isAligned(void const * address) {
-    return reinterpret_cast<std::uintptr_t>(address) % pageSize == 0;
-}
 
 OVERLAPPED at(std::uint64_t offset) {
     OVERLAPPED place{};
@@ -56,11 +36,8 @@ public:
     std::uint64_t size() const override { return size_; }
 
     std::uint32_t read(std::uint64_t offset, std::span<std::byte> buffer) override {
-        if (isDirect_ && !isAligned(buffer.data())) {
-            Bounce const bounce(buffer.size());
-            std::uint32_t const error = read(offset, {bounce.data(), buffer.size()});
-            std::memcpy(buffer.data(), bounce.data(), buffer.size());
-            return error;
+        if (isDirect_ && !isPageAligned(buffer.data())) {
+            return readThroughPages(buffer, [&](std::span<std::byte> pages) { return read(offset, pages); });
         }
         return move(buffer.size(), [&](std::size_t done, DWORD size, DWORD & moved) {
             OVERLAPPED place = at(offset + done);
@@ -69,10 +46,9 @@ public:
     }
 
     std::uint32_t write(std::uint64_t offset, std::span<std::byte const> bytes, bool durable) override {
-        if (isDirect_ && !isAligned(bytes.data())) {
-            Bounce const bounce(bytes.size());
-            std::memcpy(bounce.data(), bytes.data(), bytes.size());
-            return write(offset, {bounce.data(), bytes.size()}, durable);
+        if (isDirect_ && !isPageAligned(bytes.data())) {
+            return writeThroughPages(
+                bytes, [&](std::span<std::byte const> pages) { return write(offset, pages, durable); });
         }
         std::uint32_t const error = move(bytes.size(), [&](std::size_t done, DWORD size, DWORD & moved) {
             OVERLAPPED place = at(offset + done);
