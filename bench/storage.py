@@ -1,4 +1,4 @@
-"""Measures the storage test. bench/storage.py PROGRAM [--runs N] [--device PATH] [compare] [overhead] [virtual]"""
+"""Measures the storage test. bench/storage.py PROGRAM [--runs N] [--device PATH] [compare] [overhead] [journal] [virtual]"""
 
 import argparse
 import contextlib
@@ -61,12 +61,24 @@ def overhead(program, device):
     for name, settings in (("read pass", disks.READ), ("preserved write pass", disks.WRITE_PRESERVED)):
         with tempfile.NamedTemporaryFile(dir=os.getcwd()) as trace:
             start = time.monotonic()
-            run = disks.Run(program, device, settings, arguments=["--trace-io", trace.name])
+            run = disks.Run(program, device, settings, arguments=["--no-journal", "--trace-io", trace.name])
             wall = time.monotonic() - start
             calls = [json.loads(line) for line in open(trace.name)]
         transfers = [call for call in calls if call["call"] in ("read", "write", "waitTransfer")]
         moving = sum(call["seconds"] for call in transfers)
         print(f"  {name:21} {run.result}: wall {wall:7.2f} s, transfers {moving:7.2f} s, beyond {wall / moving - 1:6.2%}")
+
+
+def withJournal(program, runs):
+    print(f"reported average of a preserved write pass without and with the journal, {runs} runs (MB/s)")
+    ratios = []
+    with disks.image(SIZE) as image, disks.loopDevice(image) as device:
+        for _ in range(runs):
+            without = disks.Run(program, device, disks.WRITE_PRESERVED, arguments=["--no-journal"]).average("write")
+            kept = disks.Run(program, device, disks.WRITE_PRESERVED).average("write")
+            ratios.append(kept / without)
+            print(f"  without {without:8.2f}   with {kept:8.2f}   ratio {kept / without:.3f}", flush=True)
+    print(f"  median ratio {statistics.median(ratios):.3f}")
 
 
 def onVirtualTime(program):
@@ -92,9 +104,9 @@ def main():
     arguments.add_argument("program")
     arguments.add_argument("--runs", type=int, default=5)
     arguments.add_argument("--device")
-    arguments.add_argument("what", nargs="*", choices=["compare", "overhead", "virtual", []], default=[])
+    arguments.add_argument("what", nargs="*", choices=["compare", "overhead", "journal", "virtual", []], default=[])
     chosen = arguments.parse_args()
-    what = chosen.what or ["virtual", "overhead", "compare"]
+    what = chosen.what or ["virtual", "overhead", "compare", "journal"]
     if "virtual" in what:  # first: the largest child so far is what its memory is told by
         onVirtualTime(chosen.program)
     if what == ["virtual"]:
@@ -106,6 +118,8 @@ def main():
             overhead(chosen.program, device)
         if "compare" in what:
             compare(chosen.program, device, chosen.runs)
+    if "journal" in what:
+        withJournal(chosen.program, chosen.runs)
 
 
 if __name__ == "__main__":
