@@ -109,8 +109,9 @@ inline constexpr std::uint32_t SEM_FAILCRITICALERRORS = 0x0001;
 inline constexpr std::uint32_t SEM_NOOPENFILEERRORBOX = 0x8000;
 std::uint32_t SetErrorMode(std::uint32_t mode);
 
-// Zero-filled memory, or null. The caller gives it back with GlobalFree, which takes null and returns null when it
-// succeeded.
+// Memory, or null; zero-filled with GPTR, with any content with GMEM_FIXED. The caller gives it back with GlobalFree,
+// which takes null and returns null when it succeeded.
+inline constexpr std::uint32_t GMEM_FIXED = 0x0000;
 inline constexpr std::uint32_t GPTR = 0x0040;
 void * GlobalAlloc(std::uint32_t flags, std::size_t byteCount);
 void * GlobalFree(void * memory);

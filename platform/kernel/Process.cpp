@@ -17,13 +17,14 @@ std::uint32_t SetErrorMode(std::uint32_t mode) {
     return errorMode.exchange(mode);
 }
 
-void * GlobalAlloc(std::uint32_t, std::size_t byteCount) {
+void * GlobalAlloc(std::uint32_t flags, std::size_t byteCount) {
     if (std::uint32_t const error = machine::current().take(machine::Resource::Memory); error != ERROR_SUCCESS) {
         SetLastError(error);
         return nullptr;
     }
     // A block of no bytes is still a block with an address of its own.
-    void * const memory = std::calloc(byteCount == 0 ? 1 : byteCount, 1);
+    std::size_t const size = byteCount == 0 ? 1 : byteCount;
+    void * const memory = (flags & GPTR) != 0 ? std::calloc(size, 1) : std::malloc(size);
     if (memory == nullptr) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     }

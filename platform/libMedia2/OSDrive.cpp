@@ -189,7 +189,9 @@ struct OSDrive::State {
     journal::Preservation::Restore verify(journal::Range const & range, std::byte const * wanted) {
         std::uint32_t const errorBefore = kernel::GetLastError();
         std::uint64_t const byteCount = std::uint64_t{range.sectorCount} * sectorSize();
-        machine::Pages const found = machine::makePages(static_cast<std::size_t>(std::min(pieceSize, byteCount)));
+        if (found == nullptr) {
+            found = machine::makePages(pieceSize);
+        }
         bool verified = found != nullptr || kernel::fail(kernel::ERROR_NOT_ENOUGH_MEMORY);
         verified = verified && (kernel::FlushFileBuffers(handle()) || knowsNoFlush(kernel::GetLastError()));
         for (std::uint64_t done = 0; verified && done < byteCount; done += pieceSize) {
@@ -210,6 +212,7 @@ struct OSDrive::State {
 
     nuv::SharedFileHandle & slot;
     TransferEvent event;
+    machine::Pages found; // a piece of what was read back, once something was
     std::uint32_t knownSectorSize = 0;
     std::uint64_t knownSectorCount = 0; // as the disk told when it was asked last
     _LIBMEDIA2_ERROR_TYPES errorType = None;

@@ -42,6 +42,10 @@ TEST_F(GlobalAllocTest, NoBytesAreABlockToo) {
     EXPECT_NE(memory, nullptr);
     EXPECT_EQ(kernel::GlobalFree(memory), nullptr);
     EXPECT_EQ(kernel::GlobalFree(nullptr), nullptr);
+
+    void * const notFilled = kernel::GlobalAlloc(kernel::GMEM_FIXED, 0);
+    EXPECT_NE(notFilled, nullptr);
+    EXPECT_EQ(kernel::GlobalFree(notFilled), nullptr);
 }
 
 TEST_F(GlobalAllocTest, AShortageOfMemoryIsAFailure) {

@@ -29,8 +29,19 @@ public:
     std::size_t size() const { return size_; }
 
     // Makes it that many zero bytes; what it held is gone. False, and the buffer empty, when there is no such memory.
-    // The old bytes go first: transfers can be as large as hundreds of megabytes.
     bool resize(std::size_t size) {
+        if (!reserve(size)) {
+            return false;
+        }
+        if (size != 0) {
+            std::memset(bytes_, 0, size); // so that no page is missing when a transfer is timed
+        }
+        return true;
+    }
+
+    // The same without the zeros: for bytes that nobody looks at and no stopwatch waits for.
+    // The old bytes go first: transfers can be as large as hundreds of megabytes.
+    bool reserve(std::size_t size) {
         memory_.reset();
         bytes_ = nullptr;
         size_ = 0;
@@ -38,12 +49,11 @@ public:
             return true;
         }
         std::size_t room = size + alignment;
-        memory_.reset(kernel::GlobalAlloc(kernel::GPTR, room));
+        memory_.reset(kernel::GlobalAlloc(kernel::GMEM_FIXED, room));
         void * first = memory_.get();
         if (first == nullptr || std::align(alignment, size, first, room) == nullptr) {
             return false;
         }
-        std::memset(first, 0, size); // so that no page is missing when a transfer is timed
         bytes_ = static_cast<std::byte *>(first);
         size_ = size;
         return true;

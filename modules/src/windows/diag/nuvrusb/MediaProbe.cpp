@@ -34,7 +34,7 @@ bool PerformanceCalculator::isMediaOperationReady(nuv::SharedFileHandle handle, 
         return false;
     }
     AlignedBuffer buffer;
-    if (!buffer.resize(byteCount)) {
+    if (!buffer.reserve(byteCount)) {
         return false;
     }
 
