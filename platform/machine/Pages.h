@@ -15,13 +15,13 @@ namespace machine {
 inline constexpr std::size_t pageSize = 4096;
 
 struct FreePages {
-    void operator()(std::byte * memory) const { ::operator delete(memory, std::align_val_t{pageSize}); }
+    void operator()(std::byte * memory) const { ::operator delete (memory, std::align_val_t{pageSize}); }
 };
 using Pages = std::unique_ptr<std::byte, FreePages>;
 
 // Null when there is no memory left.
 inline Pages makePages(std::size_t size) {
-    return Pages(static_cast<std::byte *>(::operator new(size, std::align_val_t{pageSize}, std::nothrow)));
+    return Pages(static_cast<std::byte *>(::operator new (size, std::align_val_t{pageSize}, std::nothrow)));
 }
 
 inline bool isPageAligned(void const * address) {

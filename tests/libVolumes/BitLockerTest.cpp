@@ -63,8 +63,7 @@ TEST(BitLockerTest, ASectorThatCannotBeReadCountsAsProtected) {
 }
 
 TEST(BitLockerTest, ADiskThatCannotBeAskedCountsAsProtectedIfItHasVolumes) {
-    for (char const * const trouble :
-         {R"("openError": 5)", R"("faults": [{"call": "geometry", "error": 1117}])"}) {
+    for (char const * const trouble : {R"("openError": 5)", R"("faults": [{"call": "geometry", "error": 1117}])"}) {
         EXPECT_TRUE(isProtected({std::string(trouble) + ", " + plain})) << trouble;
         EXPECT_FALSE(isProtected({trouble})) << trouble;
     }

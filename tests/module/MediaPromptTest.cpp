@@ -226,8 +226,8 @@ TEST(MediaPrompt, MediumThatArrivesWhileItIsOpenConfirms) {
     EXPECT_EQ(controls(run.calls, loadMedia), 0U);
 }
 
-// The volumes were locked before there was a medium: those that come with it are not, and Windows lets nobody write into
-// them.
+// The volumes were locked before there was a medium: those that come with it are not, and Windows lets nobody write
+// into them.
 TEST(MediaPrompt, VolumesOfAMediumThatArrivesWhileItIsOpenAreNotOverwritten) {
     DiskImage const image(10 * smallTransfer + 1);
     Json const disk = reader({{"image", image.path()},

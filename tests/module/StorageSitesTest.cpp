@@ -40,29 +40,21 @@ std::set<std::string> scopesOf(HostView const & host, std::string const & logger
 Settings const bothPasses = with(readOnce, writePreserved);
 
 TEST(StorageSites, EachOperationOfAPassHasItsScope) {
-    HostView const host = runStorageTest(stickPc(smallDisk({{"volumes", Json::array()}})), bothPasses,
-                                         {"--log-level", "1"});
+    HostView const host =
+        runStorageTest(stickPc(smallDisk({{"volumes", Json::array()}})), bothPasses, {"--log-level", "1"});
     EXPECT_EQ(host.result, "PASS");
     EXPECT_EQ(scopesOf(host, "nuvrusb.PerformanceCalculator"),
-              (std::set<std::string>{"PerformanceCalculator::backupSectors:854",
-                                     "PerformanceCalculator::calculate:234",
-                                     "PerformanceCalculator::enoughSectors:268",
-                                     "PerformanceCalculator::getBufferSize:799",
-                                     "PerformanceCalculator::getPerformanceResult:564",
-                                     "PerformanceCalculator::getPublishReadTransferSpeed:652",
-                                     "PerformanceCalculator::getTestRunTime:256",
-                                     "PerformanceCalculator::getThresholdSpeed:597",
-                                     "PerformanceCalculator::initDrive:736",
-                                     "PerformanceCalculator::isLocked:820",
-                                     "PerformanceCalculator::isMediaOperationReady:126",
-                                     "PerformanceCalculator::openHandle:705",
-                                     "PerformanceCalculator::publishCurrentPerformance:286",
-                                     "PerformanceCalculator::readPerformance:299",
-                                     "PerformanceCalculator::reopenForMediaCheck:841",
-                                     "PerformanceCalculator::restoreSectors:868",
-                                     "PerformanceCalculator::setPerformanceOptions:219",
-                                     "PerformanceCalculator::updatePercent:274",
-                                     "PerformanceCalculator::writePerformance:391"}));
+              (std::set<std::string>{
+                  "PerformanceCalculator::backupSectors:854", "PerformanceCalculator::calculate:234",
+                  "PerformanceCalculator::enoughSectors:268", "PerformanceCalculator::getBufferSize:799",
+                  "PerformanceCalculator::getPerformanceResult:564",
+                  "PerformanceCalculator::getPublishReadTransferSpeed:652", "PerformanceCalculator::getTestRunTime:256",
+                  "PerformanceCalculator::getThresholdSpeed:597", "PerformanceCalculator::initDrive:736",
+                  "PerformanceCalculator::isLocked:820", "PerformanceCalculator::isMediaOperationReady:126",
+                  "PerformanceCalculator::openHandle:705", "PerformanceCalculator::publishCurrentPerformance:286",
+                  "PerformanceCalculator::readPerformance:299", "PerformanceCalculator::reopenForMediaCheck:841",
+                  "PerformanceCalculator::restoreSectors:868", "PerformanceCalculator::setPerformanceOptions:219",
+                  "PerformanceCalculator::updatePercent:274", "PerformanceCalculator::writePerformance:391"}));
     EXPECT_EQ(scopesOf(host, "nuvrusb.TestableDevice"),
               (std::set<std::string>{"TestableDevice::enumeratePorts:28", "TestableDevice::findMatchingDevice:93",
                                      "TestableDevice::matchDevice:58", "TestableDevice::validPortSpeed:153"}));
@@ -76,8 +68,7 @@ TEST(StorageSites, OperationsOfATroubledRunHaveTheirScopes) {
     EXPECT_TRUE(
         scopesOf(empty, "nuvrusb.PerformanceCalculator").contains("PerformanceCalculator::copyFailureResult:832"));
 
-    HostView const refusing =
-        runStorageTest(stickPc(smallDisk({{"openError", 5}})), readOnce, {"--log-level", "1"});
+    HostView const refusing = runStorageTest(stickPc(smallDisk({{"openError", 5}})), readOnce, {"--log-level", "1"});
     EXPECT_TRUE(
         scopesOf(refusing, "nuvrusb.PerformanceCalculator").contains("PerformanceCalculator::getHardwareLocator:683"));
 }
@@ -102,10 +93,10 @@ TEST(StorageSites, RatesAreTextsAndSectorsAndLimitsNumbers) {
     EXPECT_EQ(variablesOf(passed, "AVERAGE_WRITE_PERFORMANCE"), (Json{{"AverageWritePerformance", "0.05"}}));
 
     HostView const badReads = runStorageTest(
-        stickPc(diskToRead(3, {{"faults", Json::array({fault("read", {{"overlapped", false},
-                                                                      {"firstSector", 1024},
-                                                                      {"lastSector", 1024},
-                                                                      {"error", 23}})})}})),
+        stickPc(diskToRead(
+            3, {{"faults",
+                 Json::array({fault(
+                     "read", {{"overlapped", false}, {"firstSector", 1024}, {"lastSector", 1024}, {"error", 23}})})}})),
         readOnce);
     EXPECT_EQ(variablesOf(badReads, "READ_SECTOR_ERROR"), (Json{{"ReadSector", 1024}}));
 

@@ -62,8 +62,8 @@ public:
 
     std::uint32_t write(std::uint64_t offset, std::span<std::byte const> bytes, bool durable) override {
         if (isDirect_ && !isPageAligned(bytes.data())) {
-            return writeThroughPages(
-                bytes, [&](std::span<std::byte const> pages) { return write(offset, pages, durable); });
+            return writeThroughPages(bytes,
+                                     [&](std::span<std::byte const> pages) { return write(offset, pages, durable); });
         }
         return move(bytes.size(), [&](std::size_t done) {
             iovec const part{const_cast<std::byte *>(bytes.data()) + done, bytes.size() - done};

@@ -47,8 +47,8 @@ public:
 
     std::uint32_t write(std::uint64_t offset, std::span<std::byte const> bytes, bool durable) override {
         if (isDirect_ && !isPageAligned(bytes.data())) {
-            return writeThroughPages(
-                bytes, [&](std::span<std::byte const> pages) { return write(offset, pages, durable); });
+            return writeThroughPages(bytes,
+                                     [&](std::span<std::byte const> pages) { return write(offset, pages, durable); });
         }
         std::uint32_t const error = move(bytes.size(), [&](std::size_t done, DWORD size, DWORD & moved) {
             OVERLAPPED place = at(offset + done);
