@@ -54,11 +54,17 @@ std::optional<FoundEntry> look(Storage & storage, std::string const & name, std:
         }
         if (opened.error == kernel::ERROR_SHARING_VIOLATION) {
             found.state = FoundEntry::State::InUse;
+        } else {
+            found.error = opened.error;
         }
         return found;
     }
+    if (opened.file->size() < headerSize) {
+        return found;
+    }
     Header header{};
-    if (opened.file->size() < headerSize || opened.file->read(0, header) != kernel::ERROR_SUCCESS) {
+    found.error = opened.file->read(0, header);
+    if (found.error != kernel::ERROR_SUCCESS) {
         return found;
     }
     auto entry = decode(header);

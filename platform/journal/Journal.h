@@ -58,7 +58,8 @@ struct FoundEntry {
     };
     std::string name;
     State state = State::Damaged;
-    Entry entry; // of an owed one
+    std::uint32_t error = 0; // the storage cannot read it; it may be whole all the same
+    Entry entry;             // of an owed one
 };
 
 // What lies in a storage.

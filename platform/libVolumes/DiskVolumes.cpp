@@ -83,8 +83,7 @@ void place(std::u16string const & path, DeviceNumber const & disk, DiskVolumes &
     if (!device) {
         std::uint32_t const second = kernel::GetLastError();
         bool const knewTheFirst = !meansNoDiskBelow(error) && !meansNothingThere(error); // and failed to answer it
-        found.complete =
-            found.complete && (meansNothingThere(second) || (meansNoDiskBelow(second) && !knewTheFirst));
+        found.complete = found.complete && (meansNothingThere(second) || (meansNoDiskBelow(second) && !knewTheFirst));
     } else if (device->DeviceType == disk.DeviceType && device->DeviceNumber == disk.DeviceNumber &&
                !meansNothingThere(error)) {
         found.volumes.push_back({path, {}});

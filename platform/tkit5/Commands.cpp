@@ -69,7 +69,8 @@ public:
 
     int run() {
         if (auto const refusal = prepare()) {
-            console_.writeError(fmt::format("{}: {}\n", programName, refusal->message));
+            // It may quote a description, whose texts are as they came.
+            console_.writeError(fmt::format("{}: {}\n", programName, printable(refusal->message)));
             return refusal->result.value();
         }
         std::optional<machine::TracingMachine> tracing;

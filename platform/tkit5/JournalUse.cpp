@@ -4,6 +4,8 @@
 #include "Names.h"
 #include "TextLayout.h"
 #include "journal/Folder.h"
+#include "kernel.h"
+#include "nuv.h"
 
 #include <fmt/format.h>
 
@@ -14,9 +16,22 @@ namespace tkit5 {
 
 namespace {
 
-std::vector<OwedEntry> owedIn(Options const & options, DeviceCatalog const & catalog) {
+journal::Survey surveyOf(Options const & options) {
     auto const storage = openJournal(options);
-    return storage == nullptr ? std::vector<OwedEntry>() : owedEntries(journal::survey(*storage), catalog);
+    return storage == nullptr ? journal::Survey() : journal::survey(*storage);
+}
+
+// Why nobody can tell what is owed: the folder, or a backup in it, cannot be read now. Empty when it can.
+std::string whyUnknown(Options const & options, journal::Survey const & survey) {
+    auto const text = [&options](std::string const & what, std::uint32_t error) {
+        return fmt::format("{} in {} cannot be read. {}", what, journalFolder(options),
+                           nuv::System::getSystemErrorMsg(error).getUTF8String());
+    };
+    if (survey.error != kernel::ERROR_SUCCESS && survey.error != kernel::ERROR_PATH_NOT_FOUND) { // no folder, no backup
+        return text("The backups", survey.error);
+    }
+    auto const unread = std::ranges::find_if(survey.entries, [](auto const & found) { return found.error != 0; });
+    return unread == survey.entries.end() ? std::string() : text("The backup " + unread->name, unread->error);
 }
 
 std::string textOf(OwedEntry const & owed) {
@@ -40,7 +55,13 @@ std::string reasonText(journal::Debt::Reason reason) {
 } // namespace
 
 void JournalUse::tellOfOwed(DeviceCatalog const & catalog) {
-    std::vector<OwedEntry> const owed = owedIn(options_, catalog);
+    journal::Survey const survey = surveyOf(options_);
+    if (std::string const why = whyUnknown(options_, survey); !why.empty()) {
+        console_.writeError(
+            fmt::format("{}: {} So it is not known whether an earlier run was cut short.\n", programName, why));
+    }
+    std::vector<OwedEntry> owed = owedEntries(survey, catalog);
+    std::erase_if(owed, [](OwedEntry const & each) { return each.found.error != 0; });
     if (owed.empty()) {
         return;
     }
@@ -58,7 +79,12 @@ std::optional<Refusal> JournalUse::prepare(RegisteredTest const & test, DataFate
     std::vector<CatalogDevice const *> disks;
     std::ranges::copy_if(devices, std::back_inserter(disks),
                          [](CatalogDevice const * device) { return !livesInMemory(*device); });
-    for (OwedEntry const & owed : owedIn(options_, catalog)) {
+    journal::Survey const survey = surveyOf(options_);
+    if (std::string const why = whyUnknown(options_, survey); !why.empty() && !disks.empty()) {
+        return Refusal{fmt::format("{} One may be owed to a disk that would be overwritten, so nothing was run.", why),
+                       TestResult::CANNOTRUN()};
+    }
+    for (OwedEntry const & owed : owedEntries(survey, catalog)) {
         if (std::ranges::any_of(owed.disks,
                                 [&](CatalogDevice const * disk) { return std::ranges::count(disks, disk) != 0; })) {
             return Refusal{

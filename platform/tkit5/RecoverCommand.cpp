@@ -53,12 +53,12 @@ bool overlap(journal::Entry const & a, journal::Entry const & b) {
 
 class RecoverCommand {
 public:
-    RecoverCommand(Options const & options, terminal::Console & console, DeviceCatalog const & catalog)
+    RecoverCommand(Options const & options, terminal::Console & console, DeviceCatalog const & catalog,
+                   std::unique_ptr<journal::Storage> storage)
         : options_(options), console_(console), lines_(console), catalog_(catalog),
-          isJsonl_(options.format == Format::Jsonl) {}
+          isJsonl_(options.format == Format::Jsonl), storage_(std::move(storage)) {}
 
     int run() {
-        storage_ = openJournal(options_);
         if (storage_ == nullptr) {
             return refuse("The system names no folder for backups. Name it with --journal DIR.",
                           TestResult::BADPARAMS());
@@ -237,6 +237,11 @@ private:
         auto const refused = [](TestResult const & result, std::string text) {
             return Handled{{Kind::Refused, result, std::move(text)}};
         };
+        if (entry.found.error != 0) {
+            return refused(TestResult::CANNOTRUN(),
+                           fmt::format("The backup cannot be read. {}",
+                                       nuv::System::getSystemErrorMsg(entry.found.error).getUTF8String()));
+        }
         if (entry.found.state != FoundEntry::State::Owed) {
             return refused(TestResult::FAIL(), "The file is damaged, so nothing can be put back from it. --discard "
                                                "removes it.");
@@ -308,7 +313,12 @@ private:
 } // namespace
 
 int recoverOwed(Options const & options, terminal::Console & console, DeviceCatalog const & catalog) {
-    return RecoverCommand(options, console, catalog).run();
+    return recoverOwed(options, console, catalog, openJournal(options));
+}
+
+int recoverOwed(Options const & options, terminal::Console & console, DeviceCatalog const & catalog,
+                std::unique_ptr<journal::Storage> storage) {
+    return RecoverCommand(options, console, catalog, std::move(storage)).run();
 }
 
 } // namespace tkit5

@@ -164,6 +164,20 @@ TEST_F(JournalTest, AFileThatIsNotWholeIsDamaged) {
     EXPECT_EQ(onlyEntry().state, FoundEntry::State::Owed);
 }
 
+TEST_F(JournalTest, AFileThatCannotBeReadNowMayBeWhole) {
+    Journal::Kept kept = keep(0);
+    abandon(kept);
+    for (int const call : {2, 3}) { // after the list: the opening, and the reading of the header
+        disk_->failsFrom = disk_->calls + call;
+        disk_->failsTo = disk_->failsFrom;
+        FoundEntry const found = onlyEntry();
+        EXPECT_EQ(found.state, FoundEntry::State::Damaged) << call;
+        EXPECT_EQ(found.error, 1117U) << call;
+    }
+    EXPECT_EQ(onlyEntry().state, FoundEntry::State::Owed);
+    EXPECT_EQ(onlyEntry().error, 0U);
+}
+
 TEST_F(JournalTest, ABackupWithAWrongByteIsNotIntact) {
     Journal::Kept kept = keep(0);
     abandon(kept);

@@ -109,6 +109,7 @@ TEST_F(PlacingTest, EmptySlotsAndGoneDevicesHaveNoVolumes) {
 TEST_F(PlacingTest, VolumesOfNoDiskAreNoneOfThisOne) {
     add({.extentsError = 1, .numberError = 1});
     add({.extentsError = 50, .numberError = 50});
+    add({.extentsError = 21, .numberError = 1}); // an empty slot whose driver knows no number
     EXPECT_EQ(found(), "");
     EXPECT_TRUE(found_.complete);
 }
@@ -116,7 +117,8 @@ TEST_F(PlacingTest, VolumesOfNoDiskAreNoneOfThisOne) {
 TEST_F(PlacingTest, AVolumeThatCannotBePlacedMayBeOneOfThisDisk) {
     for (ScriptedVolume const & unknown :
          {ScriptedVolume{.extentsError = 1117, .numberError = 1117},
-          ScriptedVolume{.extentsError = 1, .numberError = 121}, ScriptedVolume{.openError = 5}}) {
+          ScriptedVolume{.extentsError = 1, .numberError = 121}, ScriptedVolume{.extentsError = 1117, .numberError = 1},
+          ScriptedVolume{.openError = 5}}) {
         pc_.all.clear();
         add(on(1));
         add(unknown);

@@ -26,8 +26,8 @@ struct CountedShortage {
 
 class SimulatedMachine final : public Machine {
 public:
-    explicit SimulatedMachine(Description description)
-        : name_(std::move(description.name)), clock_(makeClock(description.measured)), start_(clock_->now()) {
+    SimulatedMachine(Description description, std::unique_ptr<Clock> clock)
+        : name_(std::move(description.name)), clock_(std::move(clock)), start_(clock_->now()) {
         for (Shortage const & shortage : description.shortages) {
             shortages_.push_back({shortage, CountedWindow(shortage.window)});
         }
@@ -102,13 +102,6 @@ public:
     }
 
 private:
-    static std::unique_ptr<Clock> makeClock(bool measured) {
-        if (measured) {
-            return std::make_unique<SteadyClock>();
-        }
-        return std::make_unique<VirtualClock>();
-    }
-
     std::uint32_t openError(Openable const & target, Sharing const & sharing) {
         if (target.kind == Openable::Kind::Disk) {
             return openErrorOfDisk(*bus_.disks[target.index], target, sharing);
@@ -146,10 +139,22 @@ private:
     bool anyPortDoesSuperSpeedPlus_ = false;
 };
 
+std::unique_ptr<Clock> makeClock(bool measured) {
+    if (measured) {
+        return std::make_unique<SteadyClock>();
+    }
+    return std::make_unique<VirtualClock>();
+}
+
 } // namespace
 
 std::unique_ptr<Machine> makeSimulatedMachine(simulated::Description description) {
-    return std::make_unique<SimulatedMachine>(std::move(description));
+    auto clock = makeClock(description.measured);
+    return makeSimulatedMachine(std::move(description), std::move(clock));
+}
+
+std::unique_ptr<Machine> makeSimulatedMachine(simulated::Description description, std::unique_ptr<Clock> clock) {
+    return std::make_unique<SimulatedMachine>(std::move(description), std::move(clock));
 }
 
 } // namespace machine

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Description.h"
+#include "machine/Clock.h"
 #include "machine/Machine.h"
 
 #include <memory>
@@ -11,5 +12,8 @@ namespace machine {
 
 // Files of the machine must be closed before it goes.
 std::unique_ptr<Machine> makeSimulatedMachine(simulated::Description description);
+
+// The same on a clock of the caller's, whatever the description says of time.
+std::unique_ptr<Machine> makeSimulatedMachine(simulated::Description description, std::unique_ptr<Clock> clock);
 
 } // namespace machine
