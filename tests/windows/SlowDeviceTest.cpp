@@ -1,4 +1,5 @@
 // Transfers and I/O controls that a device keeps. The device is a pipe whose other end is the test's.
+#include "HandleCount.h"
 #include "machine/windows/ControlThreads.h"
 #include "machine/windows/LiveFile.h"
 #include "machine/windows/PerformanceClock.h"
@@ -8,6 +9,7 @@
 
 #include <array>
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <span>
 #include <string>
@@ -22,12 +24,6 @@ using machine::windows::FileHandle;
 
 constexpr std::uint32_t waitForClient = 0x00110008; // FSCTL_PIPE_LISTEN, kept until a client opens the pipe
 constexpr DWORD cancelled = ERROR_OPERATION_ABORTED;
-
-DWORD handleCount() {
-    DWORD count = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &count);
-    return count;
-}
 
 class SlowDevice : public testing::Test {
 protected:
@@ -77,19 +73,37 @@ TEST_F(SlowDevice, ControlThatIsNotAnsweredIsGivenUpInTime) {
     EXPECT_LT(clock.now() - before, 5s);
 }
 
+TEST_F(SlowDevice, ControlThatIsCancelledBeforeItBeginsEnds) {
+    ControlCall call(server_, waitForClient, {}, 0);
+
+    call.cancel();
+    call.carryOut();
+
+    EXPECT_EQ(call.outcome().error, cancelled);
+}
+
+// Threads that have ended may leave something for those to come, as often as more of them live at once than ever
+// before. A leak leaves something every time.
 TEST_F(SlowDevice, GivenUpControlLeavesNothingBehindOnceItEnds) {
-    threads_->carryOut(std::make_shared<ControlCall>(server_, waitForClient, std::span<std::byte const>(), 0), 1ms);
     machine::windows::PerformanceClock clock;
-    clock.sleep(50ms);
-    DWORD const before = handleCount();
-    for (int i = 0; i < 20; ++i) {
-        auto const call = std::make_shared<ControlCall>(server_, waitForClient, std::span<std::byte const>(), 0);
-        EXPECT_FALSE(threads_->carryOut(call, 1ms));
+    auto const leavesSomething = [&] {
+        std::size_t const before = test::handleCount();
+        for (int i = 0; i < 20; ++i) {
+            auto const call = std::make_shared<ControlCall>(server_, waitForClient, std::span<std::byte const>(), 0);
+            EXPECT_FALSE(threads_->carryOut(call, 1ms));
+        }
+        for (int i = 0; i < 50 && test::handleCount() > before; ++i) {
+            clock.sleep(20ms); // the cancelled calls end on threads of their own
+        }
+        return test::handleCount() > before;
+    };
+
+    int times = 0;
+    while (times < 5 && leavesSomething()) {
+        ++times;
     }
-    for (int i = 0; i < 100 && handleCount() > before; ++i) {
-        clock.sleep(20ms); // the cancelled calls end on threads of their own
-    }
-    EXPECT_LE(handleCount(), before);
+
+    EXPECT_LT(times, 5);
 }
 
 TEST_F(SlowDevice, NextControlIsCarriedOutAfterOneThatWasGivenUp) {
@@ -148,7 +162,7 @@ TEST_F(SlowDevice, ReadOutlivesItsFile) {
 
 TEST_F(SlowDevice, FilesAndTransfersLeaveNoHandleBehind) {
     openClient(FILE_FLAG_OVERLAPPED);
-    DWORD const before = handleCount();
+    std::size_t const before = test::handleCount();
     for (int i = 0; i < 10; ++i) {
         server_.reset();
         server_ = makeServer();
@@ -160,7 +174,7 @@ TEST_F(SlowDevice, FilesAndTransfersLeaveNoHandleBehind) {
         EXPECT_TRUE(pending->wait(5s).has_value());
         client.file->control(0x0022FFFC, {}, {}, std::nullopt);
     }
-    EXPECT_EQ(handleCount(), before);
+    EXPECT_EQ(test::handleCount(), before);
 }
 
 } // namespace

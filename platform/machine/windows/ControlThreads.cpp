@@ -22,12 +22,20 @@ void ControlCall::carryOut() {
         output_.clear();
         return;
     }
+    if (isCancelled_) { // given up before it began
+        outcome_.error = ERROR_OPERATION_ABORTED;
+        output_.clear();
+        return;
+    }
     DWORD returned = 0;
     bool succeeded = DeviceIoControl(file_->get(), code_, input_.empty() ? nullptr : input_.data(),
                                      static_cast<DWORD>(input_.size()), output_.empty() ? nullptr : output_.data(),
                                      static_cast<DWORD>(output_.size()), &returned, &overlapped_) != FALSE;
     DWORD error = succeeded ? ERROR_SUCCESS : GetLastError();
     if (error == ERROR_IO_PENDING) {
+        if (isCancelled_) {
+            CancelIoEx(file_->get(), &overlapped_); // the first time it may have come before the control
+        }
         succeeded = GetOverlappedResult(file_->get(), &overlapped_, &returned, TRUE) != FALSE;
         error = succeeded ? ERROR_SUCCESS : GetLastError();
     }
@@ -38,6 +46,7 @@ void ControlCall::carryOut() {
 }
 
 void ControlCall::cancel() {
+    isCancelled_ = true;
     CancelIoEx(file_->get(), &overlapped_);
 }
 

@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -35,6 +36,7 @@ private:
     std::vector<std::byte> output_;
     EventHandle ended_;
     OVERLAPPED overlapped_{};
+    std::atomic<bool> isCancelled_ = false;
     Transfer outcome_;
 };
 

@@ -1,0 +1,186 @@
+"""A Windows of its own whose PC plays a described one, and nuvrusb.exe on both.
+
+A driver makes the devices of a description and a program answers for them (../driver/). Each process that uses this module
+has another Windows, so that several can run at once.
+"""
+
+import contextlib
+import json
+import os
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+
+DRIVES = ["U:", "V:"]  # whose volumes become those of a description
+LIMIT = 240  # seconds: nothing here may take longer
+# Wine kills a process that has ended and whose memory takes half a second to go, as happens on a busy PC.
+LOST = -signal.SIGKILL
+EMULATOR = PROGRAM = SERVER = DRIVER = CFGMGR32 = REPEATED = CLONE = FOLDER = ""
+
+
+def take_arguments():
+    """EMULATOR PROGRAM FOLDER, the last with what driver/ builds, in front of those of unittest."""
+    global EMULATOR, PROGRAM, SERVER, DRIVER, CFGMGR32, REPEATED
+    EMULATOR, PROGRAM, folder = (os.path.abspath(sys.argv.pop(1)) for _ in range(3))
+    SERVER, DRIVER, CFGMGR32, REPEATED = (os.path.join(folder, name) for name in (
+        "live_pc.exe", "forwarder.sys", "cfgmgr32.dll", "repeated_runs.exe"))
+
+
+def repository():
+    return os.path.dirname(os.path.dirname(EMULATOR))
+
+
+def environment(**more):
+    return {**os.environ, "LANG": "C", "LC_ALL": "C.UTF-8", "NUVRUSB_WINE_CLONE": CLONE, **more}
+
+
+def set_up():
+    global CLONE, FOLDER
+    CLONE = f"wine-live-{os.getpid()}"
+    remove_clone()
+    FOLDER = tempfile.mkdtemp()
+    os.chmod(FOLDER, 0o777)  # root's programs run as another user
+    shutil.copy(PROGRAM, file("nuvrusb.exe"))
+    shutil.copy(REPEATED, file("repeated_runs.exe"))
+    shutil.copy(CFGMGR32, file("cfgmgr32.dll"))
+    subprocess.run([EMULATOR, "cmd", "/c", "exit"], env=environment(), check=True)  # makes the clone
+    for drive in DRIVES:
+        os.mkdir(file(drive[0]))
+        link_name(drive.lower(), file(drive[0]))
+    stop_windows()  # drives are looked for at the start
+
+
+def tear_down():
+    remove_clone()
+    shutil.rmtree(FOLDER)
+
+
+def stop_windows():
+    """The next program starts it again."""
+    subprocess.run([EMULATOR, "--stop"], env=environment(), check=True)
+
+
+def remove_clone():
+    stop_windows()
+    shutil.rmtree(os.path.join(repository(), "build", CLONE), ignore_errors=True)
+
+
+def file(name):
+    """In the folder with the program, the description and the images of its disks."""
+    return os.path.join(FOLDER, name)
+
+
+@contextlib.contextmanager
+def played(description, drives=DRIVES):
+    """The live PC is the described one meanwhile. Gives the file of the description. At the end no file may be open."""
+    path = file("pc.json")
+    with open(path, "w", encoding="utf-8") as stream:
+        json.dump(description, stream)
+    with open(file("errors"), "w+b") as errors:
+        server = subprocess.Popen([EMULATOR, SERVER, DRIVER, path, file("nodes"), *drives], env=environment(),
+                                  text=True, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=errors)
+        stuck = threading.Timer(LIMIT, server.kill)
+        stuck.start()
+
+        def expect(said, expected):
+            if said != expected:
+                errors.seek(0)
+                raise AssertionError(f"the live PC says {said!r}, not {expected!r}: {errors.read().decode()}")
+
+        try:
+            expect(server.stdout.readline(), "ready\n")
+            yield path
+            server.stdin.close()
+            expect(server.stdout.read(), "open files: 0\n")
+            expect(server.wait(), 0)
+        finally:
+            server.stdin.close()  # unloads the driver, so that the next one can be loaded
+            server.wait()
+            stuck.cancel()
+            server.stdout.close()
+
+
+def link_name(name, target):
+    """A name of the live PC that opens a file of ours."""
+    os.symlink(target, os.path.join(repository(), "build", CLONE, "dosdevices", name))
+
+
+def unlink_name(name):
+    os.remove(os.path.join(repository(), "build", CLONE, "dosdevices", name))
+
+
+def command(*arguments):
+    return [EMULATOR, file("nuvrusb.exe"), *arguments]
+
+
+def live_environment():
+    return environment(NUVRUSB_WINE_DLLS="cfgmgr32=n,b", NUVRUSB_TEST_NODES=file("nodes"))
+
+
+def run(*arguments, **more):
+    return subprocess.run(command(*arguments), env=live_environment(), timeout=LIMIT, stdin=subprocess.DEVNULL,
+                          capture_output=True, **more)
+
+
+def handles_after_runs(*arguments):
+    """How many handles are open after each of some runs in one process, which must end alike."""
+    result = subprocess.run([EMULATOR, file("repeated_runs.exe"), "4", *arguments], env=live_environment(),
+                            timeout=LIMIT, stdin=subprocess.DEVNULL, capture_output=True)
+    found = re.findall(rb"^code (\d+), handles (\d+)\r?$", result.stderr, re.MULTILINE)
+    if len(found) != 4 or len({code for code, _ in found}) != 1:
+        raise AssertionError(f"the runs end in different ways: {result}")
+    return [int(handles) for _, handles in found]
+
+
+def start(*arguments):
+    """With its output as a pipe; without a wait for its end."""
+    return subprocess.Popen(command(*arguments), env=live_environment(), stdin=subprocess.DEVNULL,
+                            stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+
+
+def comparable(line):
+    """A line without what two PCs have of their own: their names, the letter case of interface paths, their speed."""
+    line = dict(line)
+    if line["type"] in ("pc", "run"):
+        line.pop("machine")
+    if "osLocator" in line:
+        line["osLocator"] = line["osLocator"].lower()
+    if line.get("key", "").startswith(("AVERAGE_", "PEAK_")):
+        line.pop("variables")
+        line.pop("text")
+    line.pop("seq", None)  # of progress there is as much as a pass has transfers
+    return line
+
+
+def comparable_lines(output):
+    lines = [json.loads(line) for line in output.splitlines()]
+    return [comparable(line) for line in lines if line["type"] not in ("progress", "percent")]
+
+
+class SameAsDescribed(unittest.TestCase):
+    maxDiff = None
+
+    def check_same(self, description, *arguments, drives=DRIVES):
+        """The lines of a run on the live PC, after they were found to be those of the described one."""
+        arguments = (*arguments, "--format", "jsonl")
+        with played(description, drives) as path:
+            live = run(*arguments)
+        described = run(*arguments, "--machine", path)
+        lines = comparable_lines(live.stdout)
+        self.assertEqual(lines, comparable_lines(described.stdout))
+        self.assertEqual(live.stderr, described.stderr)
+        self.check_exit_code(live, described.returncode)
+        return lines
+
+    def check_exit_code(self, process, expected):
+        if LOST not in (process.returncode, expected):
+            self.assertEqual(process.returncode, expected)
+
+
+def events(lines):
+    return [line["key"] for line in lines if line["type"] == "event"]
