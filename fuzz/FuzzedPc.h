@@ -1,5 +1,5 @@
-// A PC whose hubs and controllers answer with whatever the fuzzer says: every I/O control takes its outcome, its length
-// and its bytes from the input, until that is used up and everything fails.
+// A PC whose hubs, controllers, disks and volumes answer with whatever the fuzzer says: every I/O control and every
+// read takes its outcome, its length and its bytes from the input, until that is used up and everything fails.
 #pragma once
 
 #include "machine/Machine.h"
@@ -37,12 +37,17 @@ class FuzzedFile final : public machine::File {
 public:
     explicit FuzzedFile(Input & input) : input_(input) {}
 
-    machine::Started read(std::uint64_t, std::span<std::byte>) override { return {{31, 0}, nullptr}; }
+    machine::Started read(std::uint64_t, std::span<std::byte> buffer) override { return {answer(buffer), nullptr}; }
     machine::Started write(std::uint64_t, std::span<std::byte const>) override { return {{31, 0}, nullptr}; }
     std::uint32_t flush() override { return 31; }
 
     machine::Transfer control(std::uint32_t, std::span<std::byte const>, std::span<std::byte> output,
                               std::optional<machine::Duration>) override {
+        return answer(output);
+    }
+
+private:
+    machine::Transfer answer(std::span<std::byte> output) {
         if (input_.used()) {
             return {.error = 31, .bytes = 0};
         }
@@ -55,7 +60,6 @@ public:
         return {.error = 0, .bytes = static_cast<std::uint32_t>(length)};
     }
 
-private:
     Input & input_;
 };
 
@@ -90,7 +94,7 @@ public:
     machine::DeviceTree const & devices() const override { return tree_; }
     bool isPresent(machine::NodeId) const override { return true; }
     machine::Clock & clock() override { return clock_; }
-    std::vector<std::u16string> volumes() const override { return {}; }
+    std::vector<std::u16string> volumes() const override { return {u"\\\\?\\Volume{1}", u"\\\\?\\Volume{2}"}; }
     std::uint32_t take(machine::Resource) override { return 0; }
     bool portDoesSuperSpeedPlus(std::u16string_view, std::uint32_t) const override { return false; }
 

@@ -1,4 +1,5 @@
-// What can be fuzzed: each target reads an input as the answers of the hardware.
+// What can be fuzzed: each target reads an input as the answers of the hardware, or as what is read from somewhere else
+// (ParserTargets.h).
 #pragma once
 
 #include <cstddef>

@@ -47,3 +47,18 @@ build() {
 }
 
 in_root() { (cd "$root" && "$@"); }
+
+# Makes ready for tests of the mingw build under Wine; the first start takes some seconds, later ones none.
+start_wine() {
+    # Run by root, the tests are another user's processes, and leave lines for the checks of schemas.
+    if [ "$(id -u)" -eq 0 ]; then
+        find "$root/build/mingw/tests" -maxdepth 1 -type d -exec chmod o+rwx {} +
+    fi
+    # What tests that were killed have left.
+    for clone in "$root"/build/wine-live-*; do
+        [ ! -d "$clone" ] || { NUVRUSB_WINE_CLONE=${clone##*/} "$root/scripts/wine" --stop; rm -rf "$clone"; }
+    done
+    "$root/scripts/wine" "$root/build/mingw/nuvrusb.exe" --version 9>&-
+}
+
+stop_wine() { "$root/scripts/wine" --stop; }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <ostream>
 
 namespace test {
@@ -130,6 +131,15 @@ TEST(Usage, BadDescriptionIsRefusedWithItsJsonPath) {
     EXPECT_TRUE(result.errors.starts_with("nuvrusb: " + pc + ": ")) << result.errors;
     EXPECT_NE(result.errors.find("/controllers/0"), std::string::npos) << result.errors;
     EXPECT_TRUE(calls().devices.empty());
+}
+
+TEST(Usage, WhatABadDescriptionHoldsDoesNotSteerTheTerminal) {
+    std::string const pc = temporaryFile(".json", R"({"name": "PC", "a\nb\u001b[31m": 1})");
+    auto const result = runCli({"run", "WholeBus", "--machine", pc});
+    EXPECT_EQ(result.code, 5);
+    EXPECT_TRUE(result.errors.starts_with("nuvrusb: " + pc + ": /a b\xEF\xBF\xBD[31m: unknown here; "))
+        << result.errors;
+    EXPECT_EQ(std::ranges::count(result.errors, '\n'), 1);
 }
 
 TEST(Usage, TestWithoutAnEntryCannotRun) {

@@ -1,8 +1,14 @@
 """Kills the program in the middle of write passes, and expects recover to make the disk as it was.
 
-check_recover.py PROGRAM [KILLS [SEED]]
+check_recover.py PROGRAM [--kills N] [--seed SEED] [--only KILL] [--loop]
+
+Every other kill counts its time from the first backup of the run, so that also on a busy system some strike in the pass;
+the others count from the start of the program. The time follows from the seed and the kill's number, so that --only
+repeats it. --loop takes a loop device instead of an image file, which needs root.
 """
 
+import argparse
+import contextlib
 import hashlib
 import json
 import os
@@ -13,11 +19,12 @@ import sys
 import tempfile
 import time
 
-PROGRAM = os.path.abspath(sys.argv[1])
-KILLS = int(sys.argv[2]) if len(sys.argv) > 2 else 12
-SEED = int(sys.argv[3]) if len(sys.argv) > 3 else random.randrange(1 << 32)
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "disks"))
+import disks
+
 LIMIT = 60  # seconds
 SECTORS = 10241
+LATEST = 0.6  # seconds
 
 SETTINGS = {
     "PerformWritePerformance": "true",
@@ -28,8 +35,8 @@ SETTINGS = {
 }
 
 
-def describe(folder):
-    disk = {"instanceId": "DISK\\ONE", "name": "Stick", "serialNumber": "S1", "image": "stick.img"}
+def describe(folder, image):
+    disk = {"instanceId": "DISK\\ONE", "name": "Stick", "serialNumber": "S1", "image": str(image)}
     device = {"instanceId": "USB\\ONE", "disk": disk}
     port = {"port": 1, "protocols": ["1.1"], "speed": "full", "device": device}
     controller = {"name": "Controller", "instanceId": "PCI\\1", "rootHub": {"portCount": 2, "ports": [port]}}
@@ -38,40 +45,82 @@ def describe(folder):
     return pc
 
 
-def main():
-    chance = random.Random(SEED)
-    with tempfile.TemporaryDirectory() as name:
-        folder = pathlib.Path(name)
-        pc = describe(folder)
-        image = folder / "stick.img"
-        image.write_bytes(chance.randbytes(SECTORS * 512))
-        before = hashlib.sha256(image.read_bytes()).hexdigest()
-        journal = folder / "journal"
-        run = [PROGRAM, "run", "USBStoragePerformanceTest", "--machine", pc, "--device", "DISK\\ONE", "--journal", journal]
-        run += ["--allow-destructive", "--answer", "yes"]
-        run += [word for setting in SETTINGS.items() for word in ("--set", "=".join(setting))]
-        recover = [PROGRAM, "recover", "--machine", pc, "--journal", journal, "--allow-destructive"]
+class Killer:
+    def __init__(self, program, folder, disk):
+        self.disk = disk
+        self.before = self.contents()
+        self.journal = folder / "journal"
+        pc = describe(folder, disk)
+        where = ["--machine", pc, "--journal", self.journal, "--allow-destructive"]
+        self.run = [program, "run", "USBStoragePerformanceTest", "--device", "DISK\\ONE", "--answer", "yes", *where]
+        self.run += [word for setting in SETTINGS.items() for word in ("--set", "=".join(setting))]
+        self.recover = [program, "recover", *where]
 
-        changed = owed = 0
-        for kill in range(1, KILLS + 1):
-            where = f"seed {SEED}, kill {kill}"
-            program = subprocess.Popen(run, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-            time.sleep(chance.uniform(0.05, 0.6))
-            program.kill()
-            program.wait(LIMIT)
-            changed += hashlib.sha256(image.read_bytes()).hexdigest() != before
-            owed += any(journal.glob("*.undo"))
-            recovered = subprocess.run(recover, capture_output=True, text=True, timeout=LIMIT)
-            if recovered.returncode != 0:
-                sys.exit(f"{where}: recover ended with {recovered.returncode}\n{recovered.stdout}{recovered.stderr}")
-            if hashlib.sha256(image.read_bytes()).hexdigest() != before:
-                sys.exit(f"{where}: the disk is not as it was\n{recovered.stdout}")
-            left = sorted(path.name for path in journal.iterdir()) if journal.exists() else []
-            if left:
-                sys.exit(f"{where}: the journal still holds {left}")
-        print(f"{KILLS} kills, {owed} left a backup, {changed} a changed disk; seed {SEED}")
-        if KILLS >= 12 and owed == 0:
-            sys.exit(f"seed {SEED}: no kill struck while a block was in hand, so nothing was shown")
+    def contents(self):
+        return hashlib.sha256(self.disk.read_bytes()).hexdigest()
+
+    def hasBackup(self):
+        return any(self.journal.glob("*.undo"))
+
+    def kill(self, delay, fromFirstBackup):
+        """What the kill has left: a backup or none, a changed disk or none."""
+        program = subprocess.Popen(self.run, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        deadline = time.monotonic() + LIMIT
+        while fromFirstBackup and not self.hasBackup() and program.poll() is None and time.monotonic() < deadline:
+            time.sleep(0.001)
+        time.sleep(delay)
+        if program.poll() is not None:
+            raise AssertionError(f"the program ended by itself, with {program.returncode}")
+        program.kill()
+        program.wait(LIMIT)
+        return self.hasBackup(), self.contents() != self.before
+
+    def expectRecovery(self):
+        recovered = subprocess.run(self.recover, capture_output=True, text=True, timeout=LIMIT)
+        if recovered.returncode != 0:
+            raise AssertionError(f"recover ended with {recovered.returncode}\n{recovered.stdout}{recovered.stderr}")
+        if self.contents() != self.before:
+            raise AssertionError(f"the disk is not as it was\n{recovered.stdout}")
+        left = sorted(path.name for path in self.journal.iterdir()) if self.journal.exists() else []
+        if left:
+            raise AssertionError(f"the journal still holds {left}")
+
+
+def killAll(killer, kills, seed):
+    owed = changed = 0
+    for number in kills:
+        delay = random.Random(f"{seed}/{number}").uniform(0, LATEST)
+        fromFirstBackup = number % 2 == 0
+        try:
+            isOwed, isChanged = killer.kill(delay, fromFirstBackup)
+            killer.expectRecovery()
+        except AssertionError as wrong:
+            since = "first backup" if fromFirstBackup else "start"
+            sys.exit(f"--seed {seed} --only {number}, {delay:.4f} s after the {since}: {wrong}")
+        owed += isOwed
+        changed += isChanged
+    print(f"{len(kills)} kills, {owed} left a backup, {changed} a changed disk; seed {seed}")
+    if len(kills) >= 12 and owed == 0:
+        sys.exit(f"seed {seed}: no kill struck while a block was in hand, so nothing was shown")
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("program", type=os.path.abspath)
+    parser.add_argument("--kills", type=int, default=12)
+    parser.add_argument("--seed", type=int, default=random.randrange(1 << 32))
+    parser.add_argument("--only", type=int, help="the number of the one kill to repeat")
+    parser.add_argument("--loop", action="store_true")
+    given = parser.parse_args()
+    if given.loop and (reason := disks.whyNoLoopDevices()):
+        sys.exit(f"--loop: {reason}")
+    kills = [given.only] if given.only else range(1, given.kills + 1)
+    with tempfile.TemporaryDirectory(dir=os.getcwd()) as name, contextlib.ExitStack() as stack:
+        folder = pathlib.Path(name)
+        image = folder / "stick.img"
+        image.write_bytes(random.Random(given.seed).randbytes(SECTORS * 512))
+        disk = pathlib.Path(stack.enter_context(disks.loopDevice(str(image)))) if given.loop else image
+        killAll(Killer(given.program, folder, disk), kills, given.seed)
 
 
 main()

@@ -1,12 +1,15 @@
 // A short fuzzing run without a fuzzer: every seed of every target, and many copies of it with bytes changed, cut off
 // or repeated, in an order that is the same each time. Under the sanitizers a read or write out of bounds ends the
 // test.
+//   NUVRUSB_SPOILED=1000000   so many inputs for each target
 #include "Targets.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -66,16 +69,23 @@ Bytes spoiled(Bytes bytes, std::mt19937 & random) {
     return bytes;
 }
 
+// Of each seed, so that there are as many inputs as wanted.
+std::size_t copies(std::size_t seeds) {
+    constexpr std::size_t usual = 400;
+    char const * const wanted = std::getenv("NUVRUSB_SPOILED");
+    return wanted == nullptr ? usual : (std::strtoull(wanted, nullptr, 10) + seeds - 1) / seeds;
+}
+
 class SpoiledSeeds : public testing::TestWithParam<fuzz::Target> {};
 
 TEST_P(SpoiledSeeds, NeverReadOrWriteOutOfBounds) {
-    constexpr int copiesOfASeed = 400;
     std::vector<Bytes> const seeds = seedsOf(GetParam().name);
     ASSERT_FALSE(seeds.empty());
+    std::size_t const copiesOfASeed = copies(seeds.size());
     std::mt19937 random(1); // NOLINT: the same sequence each time, so that a finding can be run again
     for (Bytes const & seed : seeds) {
         GetParam().run(seed.data(), seed.size());
-        for (int copy = 0; copy < copiesOfASeed; ++copy) {
+        for (std::size_t copy = 0; copy < copiesOfASeed; ++copy) {
             Bytes const bytes = spoiled(seed, random);
             GetParam().run(bytes.data(), bytes.size());
         }

@@ -76,6 +76,36 @@ private:
     std::optional<DescriptionError> error_;
 };
 
+// Finds the byte at which a text that may well be JSON holds a number which is too large for this program.
+class NumberTooLarge final : public nlohmann::json_sax<json> {
+public:
+    static std::size_t find(std::string const & text) {
+        NumberTooLarge finder;
+        json::sax_parse(text, static_cast<json::json_sax_t *>(&finder));
+        return finder.byte_;
+    }
+
+private:
+    bool null() override { return true; }
+    bool boolean(bool) override { return true; }
+    bool number_integer(json::number_integer_t) override { return true; }
+    bool number_unsigned(json::number_unsigned_t) override { return true; }
+    bool number_float(json::number_float_t, std::string const &) override { return true; }
+    bool string(std::string &) override { return true; }
+    bool binary(json::binary_t &) override { return true; }
+    bool start_object(std::size_t) override { return true; }
+    bool key(std::string &) override { return true; }
+    bool end_object() override { return true; }
+    bool start_array(std::size_t) override { return true; }
+    bool end_array() override { return true; }
+    bool parse_error(std::size_t byte, std::string const &, json::exception const &) override {
+        byte_ = byte;
+        return false;
+    }
+
+    std::size_t byte_ = 0;
+};
+
 std::optional<unsigned> surrogateEscape(std::string_view text, std::size_t at) {
     if (at + 6 > text.size() || text[at] != '\\' || text[at + 1] != 'u') {
         return std::nullopt;
@@ -106,18 +136,22 @@ void repairEscapes(std::string & text) {
     }
 }
 
-// "line 3, column 7: ..." for a parser's error at a byte, counted from 1.
-std::string placed(std::string_view text, std::size_t byte, std::string_view reason) {
+// "line 3, column 7: ..." for what is wrong at a byte, counted from 1.
+std::string placed(std::string_view text, std::size_t byte, std::string_view what) {
     std::string_view const before = text.substr(0, std::min(byte == 0 ? 0 : byte - 1, text.size()));
     std::size_t const lineStart = before.rfind('\n') == std::string_view::npos ? 0 : before.rfind('\n') + 1;
     auto const line = std::ranges::count(before, '\n') + 1;
     auto const column =
         std::ranges::count_if(before.substr(lineStart), [](char byteOfText) { return (byteOfText & 0xC0) != 0x80; }) +
         1;
-    // The parser's text is "[name] parse error at line L, column C: reason".
-    std::size_t const start = reason.find(": ");
-    return fmt::format("line {}, column {}: not JSON: {}", line, column,
-                       start == std::string_view::npos ? reason : reason.substr(start + 2));
+    return fmt::format("line {}, column {}: {}", line, column, what);
+}
+
+// The parser's text is "[name] parse error at line L, column C: reason".
+std::string reasonOf(json::parse_error const & error) {
+    std::string_view const text = error.what();
+    std::size_t const start = text.find(": ");
+    return fmt::format("not JSON: {}", start == std::string_view::npos ? text : text.substr(start + 2));
 }
 
 } // namespace
@@ -148,9 +182,9 @@ std::variant<json, DescriptionError> parseJson(std::string_view text) {
         }
         return value;
     } catch (json::parse_error const & error) {
-        return DescriptionError{{}, placed(valid, error.byte, error.what())};
-    } catch (json::exception const & error) {
-        return DescriptionError{{}, fmt::format("not JSON: {}", error.what())};
+        return DescriptionError{{}, placed(valid, error.byte, reasonOf(error))};
+    } catch (json::out_of_range const &) {
+        return DescriptionError{{}, placed(valid, NumberTooLarge::find(valid), "the number is too large")};
     }
 }
 
