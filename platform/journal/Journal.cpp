@@ -120,6 +120,9 @@ Journal::Kept Journal::keep(DiskIdentity const & disk, Range const & range, Byte
 
 Journal::Kept Journal::keepAs(std::string_view ending, DiskIdentity const & disk, Range const & range, Bytes backup) {
     Entry entry{.disk = disk, .range = range, .checksum = crc32c(backup)};
+    if (!decode(encode(entry))) {
+        return {std::nullopt, kernel::ERROR_INVALID_PARAMETER}; // nobody could put it back
+    }
     Result<StoredFile> created = createNext(entry.sequence);
     if (!created.file) {
         return {std::nullopt, created.error};

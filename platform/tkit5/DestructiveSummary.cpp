@@ -1,7 +1,7 @@
 #include "DestructiveSummary.h"
 
+#include "DiskSize.h"
 #include "TextLayout.h"
-#include "kernel.h"
 #include "nuv.h"
 
 #include <fmt/format.h>
@@ -75,30 +75,14 @@ bool holds(RegisteredTest const & test, Setting const & setting) {
     return (passed && passed->valueBool()) == setting.isTrue;
 }
 
-std::optional<std::uint64_t> sizeOf(nuv::String const & osLocator) {
-    nuv::CreateFileOpenArgs args;
-    args.fileName = osLocator;
-    args.shareMode = kernel::FILE_SHARE_READ | kernel::FILE_SHARE_WRITE;
-    nuv::FileHandleResManager const disk(args); // without access rights, which asking for the geometry does not need
-    kernel::DISK_GEOMETRY_EX geometry{};
-    std::uint32_t returned = 0;
-    bool const answered =
-        disk.isValid() && kernel::DeviceIoControl(disk.get(), kernel::IOCTL_DISK_GET_DRIVE_GEOMETRY_EX, nullptr, 0,
-                                                  &geometry, sizeof geometry, &returned, nullptr);
-    if (!answered || returned < sizeof geometry || geometry.DiskSize <= 0) {
-        return std::nullopt;
-    }
-    return static_cast<std::uint64_t>(geometry.DiskSize);
-}
-
 std::string diskText(CatalogDevice const & device) {
     DeviceFacts const & facts = device.facts();
-    auto const size = sizeOf(facts.osName);
+    std::uint64_t const size = sizeOfDisk(facts.osName).bytes;
     std::string const serialNumber = printable(facts.serialNumber.getUTF8String());
     return fmt::format("  {}: {}, {}\n"
                        "    identifier  {}\n"
                        "    OS locator  {}\n",
-                       printable(device.displayName()), size ? sizeText(*size) : "size unknown",
+                       printable(device.displayName()), size != 0 ? sizeText(size) : "size unknown",
                        serialNumber.empty() ? "no serial number" : "serial number " + serialNumber,
                        printable(facts.identifier.getUTF8String()), printable(facts.osName.getUTF8String()));
 }

@@ -5,6 +5,7 @@
 #include "Names.h"
 #include "Recovery.h"
 #include "TextLayout.h"
+#include "kernel.h"
 #include "nuv.h"
 
 #include <fmt/format.h>
@@ -12,6 +13,8 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
+#include <string>
 #include <utility>
 
 namespace tkit5 {
@@ -108,8 +111,14 @@ private:
     // What concerns the disks that were named, or everything; the latest first, since it may have been made of what an
     // earlier one has left.
     void chooseEntries(journal::Survey const & survey) {
-        for (FoundEntry const & found : survey.entries) {
-            inUse_ += found.state == FoundEntry::State::InUse ? 1 : 0;
+        bool isLaterUnknown = false;
+        for (auto found = survey.entries.rbegin(); found != survey.entries.rend(); ++found) {
+            bool const isInUse = found->state == FoundEntry::State::InUse;
+            inUse_ += isInUse ? 1 : 0;
+            if (isLaterUnknown) {
+                beforeUnknown_.insert(found->name);
+            }
+            isLaterUnknown = isLaterUnknown || isInUse || found->error != kernel::ERROR_SUCCESS;
         }
         for (OwedEntry & entry : owedEntries(survey, catalog_)) {
             if (!disks_.empty()) {
@@ -258,6 +267,12 @@ private:
             return refused(TestResult::CANNOTRUN(), "The disk has no serial number, so that it may be another one that "
                                                     "looks alike. Name it with --device.");
         }
+        if (beforeUnknown_.contains(entry.found.name)) {
+            return refused(TestResult::CANNOTRUN(),
+                           "A later backup cannot be read now, and may be of the same sectors; "
+                           "it would have to be put back first. Try again once nothing has it "
+                           "open.");
+        }
         // Restored after this one, a later backup would bring back what the test had written.
         bool const waits = std::ranges::any_of(left, [&](OwedEntry const * other) {
             return other->found.state == FoundEntry::State::Owed && other->disks == entry.disks &&
@@ -307,6 +322,7 @@ private:
     std::vector<OwedEntry> entries_;
     std::size_t ofOthers_ = 0;
     std::size_t inUse_ = 0;
+    std::set<std::string> beforeUnknown_; // backups with a later one that cannot be looked at now
     TestResult declined_;
 };
 

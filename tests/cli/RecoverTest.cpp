@@ -1,6 +1,8 @@
 // What a run that is cut short leaves behind, and getting it back.
 #include "CliRun.h"
 
+#include "journal/Folder.h"
+#include "journal/Journal.h"
 #include "kernel.h"
 #include "kernel/Runtime.h"
 #include "libMedia2.h"
@@ -16,7 +18,9 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace test {
 namespace {
@@ -171,6 +175,26 @@ TEST_F(Recover, EarlierBackupsOfTheSameSectorsWin) {
     pieces_ = {8, 10, 8, 20};
     runCutShort(pc());
     EXPECT_EQ(backups().size(), 4U);
+    EXPECT_EQ(runCli(recoverOn(pc(), {"--allow-destructive"})).code, 0);
+    EXPECT_TRUE(isAsBefore());
+}
+
+TEST_F(Recover, NoneIsPutBackBeforeALaterOneThatCannotBeReadNow) {
+    runCutShort(pc());
+    std::string const before = image_.contents();
+    auto const storage = journal::folderStorage(journal_.string());
+    journal::Journal later(*storage);
+    std::vector<std::byte> const bytes(sectorsOfAPiece * sectorSize, std::byte{0xEE});
+    auto kept = later.keep({"S1", "Stick", sectors * sectorSize, sectorSize}, {8, sectorsOfAPiece}, bytes);
+    ASSERT_TRUE(kept.entry); // somebody has it open
+    for (std::vector<std::string> const & more :
+         {std::vector<std::string>{"--allow-destructive"}, {"--allow-destructive", "--device", "DISK\\ONE"}}) {
+        auto const result = runCli(recoverOn(pc(), more));
+        EXPECT_EQ(result.code, 6);
+        EXPECT_TRUE(contains(result.output, "A later backup cannot be read now")) << result.output;
+        EXPECT_EQ(image_.contents(), before);
+    }
+    kept.entry->file.reset();
     EXPECT_EQ(runCli(recoverOn(pc(), {"--allow-destructive"})).code, 0);
     EXPECT_TRUE(isAsBefore());
 }

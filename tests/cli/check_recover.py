@@ -102,6 +102,8 @@ def killAll(killer, kills, seed):
     print(f"{len(kills)} kills, {owed} left a backup, {changed} a changed disk; seed {seed}")
     if len(kills) >= 12 and owed == 0:
         sys.exit(f"seed {seed}: no kill struck while a block was in hand, so nothing was shown")
+    if len(kills) >= 100 and changed == 0:
+        sys.exit(f"seed {seed}: no kill struck while a block was overwritten, so nothing was put back")
 
 
 def main():

@@ -8,6 +8,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -83,13 +86,21 @@ TEST_F(FolderTest, TellsAnUnfinishedBackupFromAnOwedOne) {
 
 TEST_F(FolderTest, FailuresCarryTheErrorOfTheSystem) {
     auto const storage = journal::folderStorage(folder());
+    ASSERT_TRUE(storage->create("a").file);
     EXPECT_EQ(storage->open("backup-000001.undo").error, kernel::ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(storage->remove("backup-000001.undo"), kernel::ERROR_FILE_NOT_FOUND);
-    ASSERT_TRUE(storage->create("a").file);
     EXPECT_EQ(storage->create("a").error, journal::fileExists);
     EXPECT_EQ(storage->rename("b", "c"), kernel::ERROR_FILE_NOT_FOUND);
     std::vector<std::byte> byte(1);
     EXPECT_EQ(storage->open("a").file->read(0, byte), kernel::ERROR_HANDLE_EOF);
+}
+
+TEST_F(FolderTest, NoFileIsRenamedIntoThePlaceOfAnother) {
+    auto const storage = journal::folderStorage(folder());
+    ASSERT_TRUE(storage->create("mine").file);
+    ASSERT_TRUE(storage->create("theirs").file);
+    EXPECT_EQ(storage->rename("mine", "theirs"), journal::fileExists);
+    EXPECT_EQ(files(), 2U);
 }
 
 TEST_F(FolderTest, AFileInThePlaceOfTheFolderCannotBeUsed) {
@@ -106,6 +117,41 @@ TEST_F(FolderTest, LiesOnNoDiskThatItHasNothingToDoWith) {
     EXPECT_FALSE(journal::placeOfFolder(folder(), image).onDisk);
     EXPECT_FALSE(journal::placeOfFolder(folder(), {}).onDisk);
     EXPECT_FALSE(journal::placeOfFolder(folder(), (top_ / "nothing.img").string()).onDisk);
+}
+
+// The block device of the file system that holds a folder; empty where the system does not tell.
+std::string deviceOf(fs::path const & folder) {
+    std::string const wanted = fs::canonical(folder).string() + "/";
+    std::string number;
+    std::size_t longest = 0;
+    std::ifstream mounts("/proc/self/mountinfo");
+    for (std::string line; std::getline(mounts, line);) {
+        std::istringstream words(line);
+        std::string mount, parent, found, root, place;
+        words >> mount >> parent >> found >> root >> place;
+        std::string const below = place == "/" ? place : place + "/";
+        if (wanted.starts_with(below) && below.size() >= longest) {
+            longest = below.size();
+            number = found;
+        }
+    }
+    std::ifstream facts("/sys/dev/block/" + number + "/uevent");
+    for (std::string line; !number.empty() && std::getline(facts, line);) {
+        if (line.starts_with("DEVNAME=")) {
+            std::string const device = "/dev/" + line.substr(8);
+            return fs::exists(device) ? device : std::string();
+        }
+    }
+    return {};
+}
+
+TEST_F(FolderTest, LiesOnTheDiskOfItsFileSystem) {
+    fs::create_directories(top_);
+    std::string const device = deviceOf(top_);
+    if (device.empty()) {
+        GTEST_SKIP() << "the folder for temporary files lies on no block device that this system names";
+    }
+    EXPECT_TRUE(journal::placeOfFolder(folder(), device).onDisk) << device;
 }
 
 } // namespace

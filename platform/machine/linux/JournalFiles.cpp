@@ -217,7 +217,11 @@ Result<StoredBytes> openFile(fs::path const & path) {
 }
 
 std::uint32_t renameFile(fs::path const & from, fs::path const & to) {
-    return std::rename(from.c_str(), to.c_str()) == 0 ? kernel::ERROR_SUCCESS : fromErrno(errno);
+    int failed = ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
+    if (failed != 0 && (errno == EINVAL || errno == ENOSYS)) { // a file system that knows no such request
+        failed = std::rename(from.c_str(), to.c_str());
+    }
+    return failed == 0 ? kernel::ERROR_SUCCESS : fromErrno(errno);
 }
 
 std::uint32_t removeFile(fs::path const & path) {

@@ -144,9 +144,7 @@ Result<StoredBytes> openFile(fs::path const & path) {
 }
 
 std::uint32_t renameFile(fs::path const & from, fs::path const & to) {
-    return MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != FALSE
-               ? ERROR_SUCCESS
-               : GetLastError();
+    return MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH) != FALSE ? ERROR_SUCCESS : GetLastError();
 }
 
 std::uint32_t removeFile(fs::path const & path) {
