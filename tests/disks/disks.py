@@ -40,11 +40,11 @@ def image(mebibytes):
 
 
 @contextlib.contextmanager
-def loopDevice(path, *options):
-    """A loop device over the file, past the system's cache where the file's own file system can do that."""
+def loopDevice(path, *options, direct=True):
+    """A loop device over the file; if direct, past the system's cache where the file's own file system can do that."""
     setUp = ["losetup", "--find", "--show", *options, path]
-    made = subprocess.run([*setUp[:-1], "--direct-io=on", path], capture_output=True, text=True)
-    if made.returncode != 0:
+    made = subprocess.run([*setUp[:-1], "--direct-io=on", path], capture_output=True, text=True) if direct else None
+    if made is None or made.returncode != 0:
         made = subprocess.run(setUp, capture_output=True, text=True, check=True)
     device = made.stdout.strip()
     try:
