@@ -1,6 +1,8 @@
 // From a port to the raw disk behind it: its locator, its handle, its geometry and the size of a transfer.
 #include "StorageCall.h"
 
+#include "kernel/Runtime.h"
+
 #include <gtest/gtest.h>
 
 #include <string>

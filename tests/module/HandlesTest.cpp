@@ -6,6 +6,8 @@
 #include "kernel.h"
 #include "libVolumes.h"
 
+#include "kernel/Runtime.h"
+
 #include <gtest/gtest.h>
 
 #include <set>

@@ -1,6 +1,8 @@
 // Whether the medium answers a large read in time.
 #include "StorageCall.h"
 
+#include "kernel/Runtime.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>

@@ -1,6 +1,8 @@
 // Asking the user for a medium.
 #include "StorageCall.h"
 
+#include "support/Describe.h"
+
 #include <gtest/gtest.h>
 
 #include <sstream>

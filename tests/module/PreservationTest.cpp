@@ -3,6 +3,8 @@
 #include "PassRun.h"
 #include "StorageCall.h"
 
+#include "kernel/Runtime.h"
+
 #include <gtest/gtest.h>
 
 namespace test {

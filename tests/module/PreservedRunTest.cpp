@@ -1,6 +1,8 @@
 // Whole runs of the program over a disk whose bytes outlive them: what is there afterwards.
 #include "PassRun.h"
 
+#include "kernel/Runtime.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>

@@ -5,6 +5,8 @@
 #include "kernel.h"
 #include "libVolumes.h"
 
+#include "kernel/Runtime.h"
+
 #include <gtest/gtest.h>
 
 #include <stdexcept>

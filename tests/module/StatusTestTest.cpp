@@ -3,6 +3,7 @@
 #include "DirectCall.h"
 #include "ModuleRun.h"
 
+#include "kernel/Runtime.h"
 #include "tkit5/Registry.h"
 
 #include <gtest/gtest.h>

@@ -8,18 +8,12 @@
 #include "PerformanceCalculator.h"
 
 #include "machine/TracingMachine.h"
-#include "tkit5/ParameterText.h"
-#include "tkit5/Registry.h"
 #include "usbtopo.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace test {
@@ -33,34 +27,16 @@ using Lines = std::vector<std::string>;
 // Parameters as a caller would have passed them, while this lives.
 class PassedSettings {
 public:
-    explicit PassedSettings(Settings const & settings) {
-        for (auto const & [name, text] : settings) {
-            tkit5::RegisteredParameter & parameter = *tkit5::Registry::instance().findParameter(name);
-            parameter.passed = tkit5::valueFromText(parameter.type, text);
-            EXPECT_TRUE(parameter.isset()) << name << "=" << text;
-        }
-    }
+    explicit PassedSettings(Settings const & settings);
     PassedSettings(PassedSettings const &) = delete;
     PassedSettings & operator=(PassedSettings const &) = delete;
-    ~PassedSettings() {
-        for (auto const & parameter : tkit5::Registry::instance().parameters) {
-            parameter->passed.reset();
-        }
-    }
+    ~PassedSettings();
 };
 
 // Keeps the variables of each event, the progress and the message boxes, too.
 class StorageReporter final : public KeepingReporter {
 public:
-    void event(tkit5::EventReport const & event) override {
-        KeepingReporter::event(event);
-        whenTold(event.key);
-        files.push_back(event.sourceFile);
-        std::map<std::string, std::string> & values = variables.emplace_back();
-        for (auto const & [name, value] : event.variables) {
-            values[name] = value.valueString().getUTF8Buffer();
-        }
-    }
+    void event(tkit5::EventReport const & event) override;
     void progress(tkit5::ProgressReport const & report) override { whenTold(report.key); }
     void percentDone(int percent) override { percents.push_back(percent); }
     void messageBoxShown(tkit5::MessageBoxReport const & box) override { boxes.push_back(box); }
@@ -77,43 +53,18 @@ public:
 class StorageCall {
 public:
     explicit StorageCall(Json const & pc, Settings const & settings = {}, int logPriority = 5,
-                         tkit5::Answering answering = tkit5::Answering::Yes, machine::ScriptedUser const & user = {})
-        : machine_(support::describedPc(pc.dump())), traced_(*machine_,
-                                                             [this](std::string_view line) {
-                                                                 Json const call = Json::parse(line);
-                                                                 calls.push_back(call);
-                                                                 whenCalled(call);
-                                                             }),
-          inUse_(traced_), settings_(settings), locale_(tkit5::Locale::forLanguage("en")),
-          session_(tkit5::SessionSetup{.reporter = reporter,
-                                       .console = console,
-                                       .locale = locale_,
-                                       .answering = answering,
-                                       .hostSpeaks = answering == tkit5::Answering::Host,
-                                       .user = user}) {
-        nuv::setLogPriority(logPriority);
-        kernel::beginRun();
-    }
+                         tkit5::Answering answering = tkit5::Answering::Yes, machine::ScriptedUser const & user = {});
     StorageCall(StorageCall const &) = delete;
     StorageCall & operator=(StorageCall const &) = delete;
-    ~StorageCall() { nuv::setLogPriority(5); }
+    ~StorageCall();
 
     // The first port of the PC with something on it.
-    nuv::SharedResourceManager<usbtopo::CUsbPort> port() {
-        usbtopo::CUsbSystem system;
-        EXPECT_TRUE(system.EnumerateHostControllers());
-        auto const & ports = system.controllers()[0]->rootHub().ports();
-        auto const found =
-            std::find_if(ports.begin(), ports.end(), [](auto const & port) { return port && port->device(); });
-        return found == ports.end() ? nuv::SharedResourceManager<usbtopo::CUsbPort>() : *found;
-    }
+    nuv::SharedResourceManager<usbtopo::CUsbPort> port();
 
     std::unique_ptr<nuvrusb::PerformanceCalculator> calculator(char const * locator = diskLocator,
-                                                               char const * name = "The Stick") {
-        return std::make_unique<nuvrusb::PerformanceCalculator>(port(), nuv::String(locator), nuv::String(name));
-    }
+                                                               char const * name = "The Stick");
 
-    double secondsSinceStart() { return std::chrono::duration<double>(machine_->clock().now()).count(); }
+    double secondsSinceStart();
 
     StorageReporter reporter;
     FakeConsole console; // what a host types
@@ -130,10 +81,6 @@ private:
 };
 
 // The result that a failed operation has left behind.
-inline std::string failureResult(nuvrusb::PerformanceCalculator const & calculator) {
-    tkit5::TestResult result;
-    calculator.copyFailureResult(result);
-    return tkit5::resultName(result);
-}
+std::string failureResult(nuvrusb::PerformanceCalculator const & calculator);
 
 } // namespace test

@@ -7,6 +7,8 @@
 #include "SpeedMode.h"
 #include "StoragePerformanceTest.h"
 
+#include "kernel/Runtime.h"
+
 #include <gtest/gtest.h>
 
 #include <string>

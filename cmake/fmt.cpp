@@ -1,0 +1,16 @@
+// The part of {fmt} that is the same for every format, compiled once instead of in every file that formats.
+#include <fmt/format-inl.h>
+
+FMT_BEGIN_NAMESPACE
+namespace detail {
+template FMT_API dragonbox::decimal_fp<float> dragonbox::to_decimal(float x) noexcept;
+template FMT_API dragonbox::decimal_fp<double> dragonbox::to_decimal(double x) noexcept;
+template FMT_API locale_ref::locale_ref(std::locale const & locale);
+template FMT_API std::locale locale_ref::get<std::locale>() const;
+template FMT_API thousands_sep_result<char> thousands_sep_impl(locale_ref locale);
+template FMT_API char decimal_point_impl(locale_ref locale);
+template FMT_API void buffer<char>::append(char const * begin, char const * end);
+template FMT_API void vformat_to(buffer<char> & out, string_view format,
+                                 basic_format_args<FMT_BUFFER_CONTEXT(char)> arguments, locale_ref locale);
+} // namespace detail
+FMT_END_NAMESPACE
