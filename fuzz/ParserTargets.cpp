@@ -4,6 +4,7 @@
 #include "journal/Entry.h"
 #include "libDriveChecks/SenseData.h"
 #include "libVolumes/VolumeRecords.h"
+#include "machine/StorageDescriptor.h"
 #include "machine/simulated/DescriptionReader.h"
 #include "machine/simulated/SimulatedMachine.h"
 #include "machine/windows/AtaIdentity.h"
@@ -195,8 +196,8 @@ void ataIdentity(std::uint8_t const * data, std::size_t size) {
 }
 
 void storageDescriptor(std::uint8_t const * data, std::size_t size) {
-    auto const facts = machine::windows::parseStorageDescriptor(exactly(data, size));
-    promise(!facts || facts->serialNumber.size() <= size);
+    auto const facts = machine::parseStorageDescriptor(exactly(data, size));
+    promise(!facts || (facts->serialNumber.size() <= size && facts->product.size() <= 2 * size + 1));
 }
 
 // A list of texts of the registry: hardware IDs, the first of which is taken for the instance ID too.

@@ -19,6 +19,7 @@ inline constexpr std::uint32_t IOCTL_STORAGE_CHECK_VERIFY = 0x002D4800;
 inline constexpr std::uint32_t IOCTL_STORAGE_EJECT_MEDIA = 0x002D4808;
 inline constexpr std::uint32_t IOCTL_STORAGE_LOAD_MEDIA = 0x002D480C;
 inline constexpr std::uint32_t IOCTL_STORAGE_GET_DEVICE_NUMBER = 0x002D1080;
+inline constexpr std::uint32_t IOCTL_STORAGE_QUERY_PROPERTY = 0x002D1400;
 inline constexpr std::uint32_t IOCTL_SCSI_PASS_THROUGH = 0x0004D004;
 inline constexpr std::uint32_t IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS = 0x00560000;
 inline constexpr std::uint32_t FSCTL_LOCK_VOLUME = 0x00090018;
@@ -57,6 +58,42 @@ struct STORAGE_DEVICE_NUMBER {
     std::uint32_t PartitionNumber; // 0 for a whole disk
 };
 static_assert(sizeof(STORAGE_DEVICE_NUMBER) == 12);
+
+// Input of IOCTL_STORAGE_QUERY_PROPERTY.
+inline constexpr std::uint32_t StorageDeviceProperty = 0;
+inline constexpr std::uint32_t PropertyStandardQuery = 0;
+inline constexpr std::uint32_t PropertyExistsQuery = 1; // an answer without output
+struct STORAGE_PROPERTY_QUERY {
+    std::uint32_t PropertyId;
+    std::uint32_t QueryType;
+    std::uint8_t AdditionalParameters[1];
+    std::uint8_t Padding[3];
+};
+static_assert(sizeof(STORAGE_PROPERTY_QUERY) == 12);
+
+// Its output for StorageDeviceProperty. Raw properties and texts of one byte a character, each with a zero at its end,
+// follow; the offsets are from the start of the record, 0 for a text that the device has not. An output that is too
+// small gets as much as it holds.
+inline constexpr std::uint32_t BusTypeAta = 3;
+inline constexpr std::uint32_t BusTypeUsb = 7;
+inline constexpr std::uint32_t BusTypeSata = 11;
+struct STORAGE_DEVICE_DESCRIPTOR {
+    std::uint32_t Version; // bytes of this record
+    std::uint32_t Size;    // with what follows
+    std::uint8_t DeviceType;
+    std::uint8_t DeviceTypeModifier;
+    std::uint8_t RemovableMedia;
+    std::uint8_t CommandQueueing;
+    std::uint32_t VendorIdOffset;
+    std::uint32_t ProductIdOffset;
+    std::uint32_t ProductRevisionOffset;
+    std::uint32_t SerialNumberOffset;
+    std::uint32_t BusType;
+    std::uint32_t RawPropertiesLength;
+    std::uint8_t RawDeviceProperties[1];
+    std::uint8_t Padding[3];
+};
+static_assert(sizeof(STORAGE_DEVICE_DESCRIPTOR) == 40);
 
 // Part of a disk that a volume lies on, in bytes.
 struct DISK_EXTENT {

@@ -1,8 +1,15 @@
 #include "Disks.h"
 
+#include "kernel.h"
 #include "kernel/Runtime.h"
 #include "machine/Machine.h"
+#include "machine/StorageDescriptor.h"
 #include "machine/Text.h"
+
+#include <array>
+#include <optional>
+#include <span>
+#include <utility>
 
 namespace journal {
 
@@ -15,6 +22,39 @@ std::string trimmed(std::u16string const & text) {
         return {};
     }
     return clipped(machine::toUtf8(text.substr(first, text.find_last_not_of(blanks) - first + 1)));
+}
+
+// What a disk can tell of a text: other characters get lost on the way, and so do blanks.
+std::string comparable(std::u16string const & text) {
+    std::string told;
+    for (char16_t const unit : text) {
+        if (unit > u' ' && unit < u'\x7F') {
+            told += static_cast<char>(unit);
+        }
+    }
+    return clipped(std::move(told));
+}
+
+bool areSame(std::u16string const & one, std::u16string const & other) {
+    return comparable(one) == comparable(other);
+}
+
+// Empty when the disk says nothing of itself; the kernel's last error then tells why.
+std::optional<machine::StorageFacts> askFacts(kernel::HANDLE disk) {
+    kernel::STORAGE_PROPERTY_QUERY query{};
+    query.PropertyId = kernel::StorageDeviceProperty;
+    query.QueryType = kernel::PropertyStandardQuery;
+    std::array<std::byte, machine::storageDescriptorRoom> record{};
+    std::uint32_t size = 0;
+    if (!kernel::DeviceIoControl(disk, kernel::IOCTL_STORAGE_QUERY_PROPERTY, &query, sizeof query, record.data(),
+                                 record.size(), &size, nullptr)) {
+        return std::nullopt;
+    }
+    auto facts = machine::parseStorageDescriptor(std::span(record).first(size));
+    if (!facts) {
+        kernel::SetLastError(kernel::ERROR_GEN_FAILURE);
+    }
+    return facts;
 }
 
 } // namespace
@@ -37,6 +77,20 @@ DiskIdentity identityOf(KnownDisk const & disk) {
         identity.model = trimmed(disk.node->friendlyName.empty() ? disk.node->description : disk.node->friendlyName);
     }
     return identity;
+}
+
+std::uint32_t checkIsStill(KnownDisk const & disk, kernel::HANDLE open) {
+    static machine::DiskFacts const unknown;
+    machine::DiskFacts const & known = disk.facts != nullptr ? *disk.facts : unknown;
+    auto const found = askFacts(open);
+    if (!found) {
+        std::uint32_t const error = kernel::GetLastError();
+        bool const knowsNoQuestion = error == kernel::ERROR_INVALID_FUNCTION || error == kernel::ERROR_NOT_SUPPORTED;
+        bool const saidNothing = known.serialNumber.empty() && known.product.empty();
+        return knowsNoQuestion || saidNothing ? kernel::ERROR_SUCCESS : error;
+    }
+    bool const isSame = areSame(found->serialNumber, known.serialNumber) && areSame(found->product, known.product);
+    return isSame ? kernel::ERROR_SUCCESS : kernel::ERROR_MEDIA_CHANGED;
 }
 
 } // namespace journal

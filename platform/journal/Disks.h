@@ -2,8 +2,10 @@
 #pragma once
 
 #include "Entry.h"
+#include "kernel/Files.h"
 #include "machine/DeviceTree.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -18,5 +20,10 @@ KnownDisk findDisk(std::u16string_view path); // by which it is opened, in any f
 
 // Serial number and model; size and sector size are the disk's own to tell.
 DiskIdentity identityOf(KnownDisk const & disk);
+
+// Whether the disk that is open is the one that the device tree tells of. The tree was read when the program started,
+// and a path may lead to another disk since then. 0 when it is, 1110 when it is another one; else it does not say, and
+// the error tells why. A disk that says nothing of itself, as it did not when the tree was read, is taken for it.
+std::uint32_t checkIsStill(KnownDisk const & disk, kernel::HANDLE open);
 
 } // namespace journal

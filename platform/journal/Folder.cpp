@@ -22,6 +22,17 @@ std::string utf8(fs::path const & path) {
     return {text.begin(), text.end()};
 }
 
+// On Windows some standard libraries tell these as errors of C, whose numbers mean something else there.
+std::uint32_t errorOf(std::error_code const & failure) {
+    if (failure == std::errc::not_a_directory) {
+        return kernel::ERROR_PATH_NOT_FOUND;
+    }
+    if (failure == std::errc::permission_denied) {
+        return kernel::ERROR_ACCESS_DENIED;
+    }
+    return windowsError(failure);
+}
+
 // The folder, or the nearest one above it that exists.
 fs::path existing(fs::path path) {
     std::error_code ignored;
@@ -60,7 +71,7 @@ public:
             found.names.push_back(utf8(each->path().filename()));
         }
         if (failure && failure != std::errc::no_such_file_or_directory) {
-            found.error = windowsError(failure);
+            found.error = errorOf(failure);
         }
         return found;
     }
@@ -81,7 +92,7 @@ private:
         fs::path const stop = existing(folder_);
         fs::create_directories(folder_, failure);
         if (failure) {
-            return windowsError(failure);
+            return errorOf(failure);
         }
         for (fs::path made = fs::absolute(folder_, failure); made != stop && made.has_relative_path();) {
             made = made.parent_path();

@@ -12,10 +12,12 @@ namespace journal {
 
 namespace {
 
-// backup-000042.new while it is written, then backup-000042.undo.
+// backup-000042.new while it is written, then backup-000042.undo; backup-000042.done once it was given up and could not
+// be removed.
 constexpr std::string_view prefix = "backup-";
 constexpr std::string_view kept = ".undo";
 constexpr std::string_view unfinished = ".new";
+constexpr std::string_view givenUp = ".done";
 constexpr std::string_view trial = ".try"; // instead of .undo where there is nothing behind it
 constexpr std::size_t fewestDigits = 6;
 constexpr std::size_t mostDigits = 18;
@@ -98,7 +100,7 @@ Result<StoredFile> Journal::createNext(std::uint64_t & sequence) {
         return {nullptr, listed.error};
     }
     for (std::string const & name : listed.names) {
-        for (std::string_view const ending : {kept, unfinished, trial}) {
+        for (std::string_view const ending : {kept, unfinished, givenUp, trial}) {
             lastSequence_ = std::max(lastSequence_, sequenceOf(name, ending).value_or(0));
         }
     }
@@ -146,14 +148,30 @@ Journal::Kept Journal::keepAs(std::string_view ending, DiskIdentity const & disk
     return {std::move(open), kernel::ERROR_SUCCESS};
 }
 
-std::uint32_t Journal::close(OpenEntry entry) {
+Journal::Closed Journal::close(OpenEntry entry) {
     entry.file.reset();
     return close(entry.name);
 }
 
-std::uint32_t Journal::close(std::string const & name) {
-    std::uint32_t const error = storage_.remove(name);
-    return error != kernel::ERROR_SUCCESS ? error : storage_.syncNames();
+// The name is changed only when the removal has failed: that is the rare case, and a removal that a loss of power
+// undoes brings back no more than a change of the name would.
+Journal::Closed Journal::close(std::string const & name) {
+    Closed closed{.error = storage_.remove(name), .isOwed = false, .file = {}};
+    if (closed.error != kernel::ERROR_SUCCESS) {
+        closed.file = name;
+        auto const sequence = sequenceOf(name, kept);
+        std::string const renamed = sequence ? nameOf(*sequence, givenUp) : std::string();
+        closed.isOwed = sequence.has_value() && storage_.rename(name, renamed) != kernel::ERROR_SUCCESS;
+        if (closed.isOwed || !sequence) {
+            return closed;
+        }
+        closed.file = renamed;
+    }
+    if (std::uint32_t const error = storage_.syncNames(); error != kernel::ERROR_SUCCESS) {
+        closed.error = error;
+        closed.isOwed = true;
+    }
+    return closed;
 }
 
 Survey survey(Storage & storage) {
@@ -165,7 +183,9 @@ Survey survey(Storage & storage) {
             if (auto entry = look(storage, name, *sequence)) {
                 found.entries.push_back(std::move(*entry));
             }
-        } else if ((sequenceOf(name, unfinished) || sequenceOf(name, trial)) && isAbandoned(storage, name)) {
+        } else if (std::ranges::any_of(std::array{unfinished, givenUp, trial},
+                                       [&](std::string_view ending) { return sequenceOf(name, ending).has_value(); }) &&
+                   isAbandoned(storage, name)) {
             found.unfinished.push_back(name);
         }
     }
@@ -207,7 +227,7 @@ std::uint32_t Journal::tryOut() {
         Result<StoredBytes> const opened = storage_.open(tried.entry->name);
         check = opened.file ? checkBackup(*opened.file, tried.entry->entry) : BackupCheck{false, opened.error};
     }
-    std::uint32_t const error = close(tried.entry->name);
+    std::uint32_t const error = close(tried.entry->name).error;
     if (check.error != kernel::ERROR_SUCCESS) {
         return check.error;
     }

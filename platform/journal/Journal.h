@@ -1,7 +1,7 @@
 // Backups of what is about to be overwritten, kept until it is back: one file for each.
 //
-// A file gets its final name once its bytes are safe, so whatever bears another name was never relied on, and whatever
-// bears it is owed to its disk.
+// A file has its proper name from when its bytes are safe to when they are back, so whatever bears another name owes
+// nothing, and whatever bears it is owed to its disk.
 #pragma once
 
 #include "Entry.h"
@@ -35,9 +35,15 @@ public:
     };
     Kept keep(DiskIdentity const & disk, Range const & range, Bytes backup);
 
-    // Gives up an entry whose bytes are back. The error tells that the entry may still be there.
-    std::uint32_t close(OpenEntry entry);
-    std::uint32_t close(std::string const & name);
+    // Gives up an entry whose bytes are back, or that nobody wants back: removes its file, which is not open. A file
+    // that cannot be removed gets a name under which it owes nothing.
+    struct Closed {
+        std::uint32_t error = 0; // of the removal, or of making it last
+        bool isOwed = false;     // the entry is in force still, or may be again after a loss of power
+        std::string file;        // that is left over; empty: none
+    };
+    Closed close(OpenEntry entry);
+    Closed close(std::string const & name);
 
     // Tries out what keeping a backup takes: 0, or the error of the first step that fails.
     std::uint32_t tryOut();
@@ -65,7 +71,8 @@ struct FoundEntry {
 // What lies in a storage.
 struct Survey {
     std::vector<FoundEntry> entries;     // in the order in which they were made
-    std::vector<std::string> unfinished; // files of backups that were never completed, so that nothing was overwritten
+    std::vector<std::string> unfinished; // files that owe nothing: never completed, so that nothing was overwritten, or
+                                         // given up and not removed
     std::uint32_t error = 0;             // the storage cannot be read
 };
 Survey survey(Storage & storage);

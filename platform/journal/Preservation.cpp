@@ -1,6 +1,5 @@
 #include "Preservation.h"
 
-#include "Disks.h"
 #include "kernel.h"
 #include "kernel/Runtime.h"
 
@@ -32,7 +31,9 @@ void Preservation::beginPass(std::u16string_view path) {
     if (disk.facts != nullptr && disk.facts->inMemory) {
         return;
     }
-    passes_[kernel::fileKey(path)].disk = identityOf(disk);
+    Pass & pass = passes_[kernel::fileKey(path)];
+    pass.known = disk;
+    pass.disk = identityOf(disk);
 }
 
 void Preservation::endPass(std::u16string_view path) {
@@ -43,10 +44,14 @@ void Preservation::endPass(std::u16string_view path) {
     }
 }
 
-std::uint32_t Preservation::keep(std::u16string const & disk, std::uint64_t diskSize, std::uint32_t sectorSize,
-                                 Range const & range, Bytes backup) {
+std::uint32_t Preservation::keep(std::u16string const & disk, kernel::HANDLE open, std::uint64_t diskSize,
+                                 std::uint32_t sectorSize, Range const & range, Bytes backup) {
     Pass & pass = passes_.at(disk);
     settle(pass);
+    // Each time, since a pass opens the disk again whenever it comes round; the answer takes no access to the medium.
+    if (std::uint32_t const error = checkIsStill(pass.known, open); error != kernel::ERROR_SUCCESS) {
+        return error;
+    }
     pass.disk.size = diskSize;
     pass.disk.sectorSize = sectorSize;
     Backup made{.entry = {.disk = pass.disk, .range = range}, .buffer = backup.data(), .kept = std::nullopt};
@@ -113,8 +118,10 @@ void Preservation::closeEntry(Backup backup) {
     }
     std::string const name = backup.kept->name;
     backup.kept->file.reset();
-    if (journal_->close(name) != kernel::ERROR_SUCCESS) {
-        debts_.push_back({backup.entry.disk, backup.entry.range, Debt::Reason::NotClosed, storage_->pathOf(name)});
+    Journal::Closed const closed = journal_->close(name);
+    if (closed.error != kernel::ERROR_SUCCESS) {
+        debts_.push_back({backup.entry.disk, backup.entry.range, Debt::Reason::NotClosed,
+                          storage_->pathOf(closed.file.empty() ? name : closed.file)});
     }
 }
 

@@ -6,6 +6,7 @@
 // test that does all this need not know.
 #pragma once
 
+#include "Disks.h"
 #include "Journal.h"
 #include "Storage.h"
 
@@ -24,7 +25,7 @@ struct Debt {
     enum class Reason {
         NotWritten, // the restore failed, or was never tried
         Differs,    // something else was read back, or nothing could be
-        NotClosed,  // the bytes are back, but the entry could not be removed
+        NotClosed,  // the bytes are back, but the file with the backup could not be removed
     };
     DiskIdentity disk;
     Range range;
@@ -52,9 +53,10 @@ public:
 
     // For the disk of a pass that is under way.
 
-    // Keeps a backup: when it returns 0, the range may be overwritten. Else the error of the journal's storage.
-    std::uint32_t keep(std::u16string const & disk, std::uint64_t diskSize, std::uint32_t sectorSize,
-                       Range const & range, Bytes backup);
+    // Keeps a backup that was read by an open handle: when it returns 0, the range may be overwritten. Else the error
+    // of the journal's storage, or 1110 when the handle is of another disk than the device tree tells of.
+    std::uint32_t keep(std::u16string const & disk, kernel::HANDLE open, std::uint64_t diskSize,
+                       std::uint32_t sectorSize, Range const & range, Bytes backup);
     // Cheap: it is asked before every write, some of which are timed.
     bool isRestore(std::u16string const & disk, Range const & range, void const * buffer) const;
     void beforeOverwriting(std::u16string const & disk);
@@ -71,6 +73,7 @@ private:
         bool mayBeOverwritten = false;
     };
     struct Pass {
+        KnownDisk known;
         DiskIdentity disk;
         std::optional<Backup> backup;
     };

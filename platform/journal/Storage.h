@@ -53,7 +53,8 @@ public:
 
     virtual Result<StoredFile> create(std::string const & name) = 0; // error 80 when there is one of that name
     virtual Result<StoredBytes> open(std::string const & name) = 0;  // error 32 while it is being written
-    virtual std::uint32_t rename(std::string const & from, std::string const & to) = 0; // at once or not at all
+    // At once or not at all; error 80 when there is one of that name.
+    virtual std::uint32_t rename(std::string const & from, std::string const & to) = 0;
     virtual std::uint32_t remove(std::string const & name) = 0;
     virtual std::uint32_t syncNames() = 0; // returns once renames and removals outlast a loss of power
 

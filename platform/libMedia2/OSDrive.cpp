@@ -16,8 +16,6 @@ namespace libMedia2 {
 
 namespace {
 
-constexpr std::uint32_t mediaChanged = 1110;
-
 constexpr int noMedium = 0;
 constexpr int ready = 1;
 constexpr int loading = 2;
@@ -61,7 +59,11 @@ bool sendControl(kernel::HANDLE device, std::uint32_t controlCode) {
     return kernel::DeviceIoControl(device, controlCode, nullptr, 0, nullptr, 0, nullptr, nullptr);
 }
 
-constexpr std::uint64_t pieceSize = std::uint64_t{1} << 20U; // a whole number of sectors of any size
+// How much is read back at once: about a MB, in whole sectors of any size.
+std::uint64_t pieceOf(std::uint32_t sectorSize) {
+    constexpr std::uint64_t wanted = std::uint64_t{1} << 20U;
+    return std::max<std::uint64_t>(wanted / sectorSize, 1) * sectorSize;
+}
 
 bool knowsNoFlush(std::uint32_t error) {
     return error == kernel::ERROR_INVALID_FUNCTION || error == kernel::ERROR_NOT_SUPPORTED;
@@ -175,7 +177,7 @@ struct OSDrive::State {
         std::uint32_t const errorBefore = kernel::GetLastError();
         std::uint64_t const sectors = knownSectorCount != 0 ? knownSectorCount : askSectorCount();
         std::uint32_t const error =
-            keeper->keep(disk, sectors * sectorSize(), sectorSize(), range,
+            keeper->keep(disk, handle(), sectors * sectorSize(), sectorSize(), range,
                          {static_cast<std::byte const *>(buffer), static_cast<std::size_t>(byteCount)});
         if (error != kernel::ERROR_SUCCESS) {
             errorType = Other;
@@ -189,8 +191,10 @@ struct OSDrive::State {
     journal::Preservation::Restore verify(journal::Range const & range, std::byte const * wanted) {
         std::uint32_t const errorBefore = kernel::GetLastError();
         std::uint64_t const byteCount = std::uint64_t{range.sectorCount} * sectorSize();
-        if (found == nullptr) {
-            found = machine::makePages(pieceSize);
+        std::uint64_t const pieceSize = pieceOf(sectorSize()); // known, since the range was written
+        if (foundSize < pieceSize) {
+            found = machine::takePages(pieceSize);
+            foundSize = found != nullptr ? pieceSize : 0;
         }
         bool verified = found != nullptr || kernel::fail(kernel::ERROR_NOT_ENOUGH_MEMORY);
         verified = verified && (kernel::FlushFileBuffers(handle()) || knowsNoFlush(kernel::GetLastError()));
@@ -213,6 +217,7 @@ struct OSDrive::State {
     nuv::SharedFileHandle & slot;
     TransferEvent event;
     machine::Pages found; // a piece of what was read back, once something was
+    std::uint64_t foundSize = 0;
     std::uint32_t knownSectorSize = 0;
     std::uint64_t knownSectorCount = 0; // as the disk told when it was asked last
     _LIBMEDIA2_ERROR_TYPES errorType = None;
@@ -266,7 +271,7 @@ int OSDrive::mediaState() {
     for (int attempt = 0; attempt < 2; ++attempt) {
         error = sendControl(state_->handle(), kernel::IOCTL_STORAGE_CHECK_VERIFY) ? kernel::ERROR_SUCCESS
                                                                                   : kernel::GetLastError();
-        if (error != mediaChanged) {
+        if (error != kernel::ERROR_MEDIA_CHANGED) {
             break;
         }
     }

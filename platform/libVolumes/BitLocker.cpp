@@ -41,7 +41,7 @@ bool anyIsBitLocker(nuv::String const & osLocator, DiskVolumes const & volumes) 
     if (sectorSize == 0 || sectorSize > largestSector) {
         return true;
     }
-    machine::Pages const memory = machine::makePages(sectorSize);
+    machine::Pages const memory = machine::takePages(sectorSize);
     if (!memory) {
         return true;
     }

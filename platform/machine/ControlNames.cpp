@@ -32,7 +32,7 @@ constexpr std::array<ControlName, 2> controllerControls{{
     {kernel::IOCTL_GET_HCD_DRIVERKEY_NAME, "GET_HCD_DRIVERKEY_NAME"},
 }};
 
-constexpr std::array<ControlName, 12> storageControls{{
+constexpr std::array<ControlName, 13> storageControls{{
     {kernel::IOCTL_DISK_GET_LENGTH_INFO, "DISK_GET_LENGTH_INFO"},
     {kernel::IOCTL_DISK_IS_WRITABLE, "DISK_IS_WRITABLE"},
     {kernel::IOCTL_DISK_GET_DRIVE_GEOMETRY_EX, "DISK_GET_DRIVE_GEOMETRY_EX"},
@@ -40,6 +40,7 @@ constexpr std::array<ControlName, 12> storageControls{{
     {kernel::IOCTL_STORAGE_EJECT_MEDIA, "STORAGE_EJECT_MEDIA"},
     {kernel::IOCTL_STORAGE_LOAD_MEDIA, "STORAGE_LOAD_MEDIA"},
     {kernel::IOCTL_STORAGE_GET_DEVICE_NUMBER, "STORAGE_GET_DEVICE_NUMBER"},
+    {kernel::IOCTL_STORAGE_QUERY_PROPERTY, "STORAGE_QUERY_PROPERTY"},
     {kernel::IOCTL_SCSI_PASS_THROUGH, "SCSI_PASS_THROUGH"},
     {kernel::IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, "VOLUME_GET_VOLUME_DISK_EXTENTS"},
     {kernel::FSCTL_LOCK_VOLUME, "FSCTL_LOCK_VOLUME"},

@@ -25,6 +25,7 @@ inline constexpr std::uint32_t problemDisabled = 22;
 struct DiskFacts {
     std::uint32_t number = 0; // N of \\.\PhysicalDriveN
     std::u16string serialNumber;
+    std::u16string product;          // vendor and model, as the disk itself tells them
     bool isSystemDrive = false;      // Windows runs from it
     bool isApplicationDrive = false; // this program runs from it
     bool isNuvMud = false;           // carries the diagnostics themselves

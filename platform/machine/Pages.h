@@ -1,6 +1,7 @@
 // Memory as unbuffered transfers want it.
 #pragma once
 
+#include "Machine.h"
 #include "kernel/Files.h"
 
 #include <cstddef>
@@ -22,6 +23,11 @@ using Pages = std::unique_ptr<std::byte, FreePages>;
 // Null when there is no memory left.
 inline Pages makePages(std::size_t size) {
     return Pages(static_cast<std::byte *>(::operator new (size, std::align_val_t{pageSize}, std::nothrow)));
+}
+
+// The same for the libraries above the machine, whose PC can run out of memory.
+inline Pages takePages(std::size_t size) {
+    return current().take(Resource::Memory) == kernel::ERROR_SUCCESS ? makePages(size) : Pages();
 }
 
 inline bool isPageAligned(void const * address) {

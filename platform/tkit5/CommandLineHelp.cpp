@@ -116,7 +116,8 @@ can be stopped and run again at any time. It asks before it writes to a disk.
                        system opens it. Needed for a disk without serial number. Repeatable
   --dry-run            say what would be done, and do nothing
   --discard            give up the backups instead: what they hold is lost
-  --journal DIR        the folder that was named in the run
+  --journal DIR        the folder that was named in the run; without it, what is owed there is
+                       told only
   --allow-destructive  do not ask
 
 Examples:

@@ -131,21 +131,26 @@ private:
     }
 
     std::optional<Refusal> openFiles() {
-        std::vector<std::string> taken;
-        if (options_.machine) {
-            taken.push_back(*options_.machine);
+        std::optional<std::string> const * const names[] = {&options_.machine, &options_.logFile, &options_.traceFile};
+        auto const namedTwice = [&names]() -> std::optional<Refusal> {
+            for (std::size_t later = 1; later < std::size(names); ++later) {
+                for (std::size_t earlier = 0; earlier < later; ++earlier) {
+                    if (*names[earlier] && *names[later] && isSameFile(**names[earlier], **names[later])) {
+                        return wrongUsage(
+                            fmt::format("The file {} is named for two purposes. Name two files.", **names[later]));
+                    }
+                }
+            }
+            return std::nullopt;
+        };
+        if (auto const refusal = namedTwice()) {
+            return refusal; // and nothing was created
         }
         using Wanted = std::pair<std::optional<std::string> const &, std::optional<OutputFile> &>;
         for (auto const & [name, file] : {Wanted(options_.logFile, logFile_), Wanted(options_.traceFile, traceFile_)}) {
             if (!name) {
                 continue;
             }
-            for (std::string const & other : taken) {
-                if (isSameFile(*name, other)) {
-                    return wrongUsage(fmt::format("The file {} is named for two purposes. Name two files.", *name));
-                }
-            }
-            taken.push_back(*name);
             file.emplace(*name);
             if (!file->isOpen()) {
                 return wrongUsage(fmt::format("The file {} cannot be created for writing. Name one in a folder that "
@@ -153,7 +158,7 @@ private:
                                               *name));
             }
         }
-        return std::nullopt;
+        return namedTwice(); // names in other letters can lead to one file, which shows once it exists
     }
 
     int runOnMachine(machine::Machine * machine) {
@@ -238,10 +243,10 @@ private:
                                  .user = pc_.user};
         try {
             TestResult const result = carryOut(run, setup);
-            journal_.tellOfDebts();
+            journal_.finish();
             return result.value();
         } catch (...) {
-            journal_.tellOfDebts();
+            journal_.finish();
             throw;
         }
     }

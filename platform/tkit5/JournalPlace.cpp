@@ -49,10 +49,7 @@ bool mayBelongTo(journal::DiskIdentity const & owed, CatalogDevice const & devic
 
 } // namespace
 
-std::string journalFolder(Options const & options) {
-    if (options.journal) {
-        return *options.journal;
-    }
+std::string usualJournalFolder() {
     std::string const state = terminal::stateFolder();
     if (state.empty()) {
         return {};
@@ -60,6 +57,10 @@ std::string journalFolder(Options const & options) {
     std::u8string const folder =
         (std::filesystem::path(std::u8string(state.begin(), state.end())) / "nuvrusb").u8string();
     return {folder.begin(), folder.end()};
+}
+
+std::string journalFolder(Options const & options) {
+    return options.journal ? *options.journal : usualJournalFolder();
 }
 
 std::unique_ptr<journal::Storage> openJournal(Options const & options) {
@@ -77,16 +78,20 @@ bool livesInMemory(CatalogDevice const & device) {
     return facts != nullptr && facts->inMemory;
 }
 
+bool liesOn(std::string const & folder, CatalogDevice const & disk) {
+    machine::DiskFacts const * const facts = diskFacts(disk);
+    std::string const backing =
+        facts != nullptr && !facts->backing.empty() ? facts->backing : machine::toUtf8(disk.osLocator().view());
+    return journal::placeOfFolder(folder, backing).onDisk;
+}
+
 std::string whyNoJournal(std::string const & folder, std::vector<CatalogDevice const *> const & disks) {
     if (folder.empty()) {
         return "The system names no folder for it.";
     }
     std::uint64_t needed = 0;
     for (CatalogDevice const * disk : disks) {
-        machine::DiskFacts const * const facts = diskFacts(*disk);
-        std::string const backing =
-            facts != nullptr && !facts->backing.empty() ? facts->backing : machine::toUtf8(disk->osLocator().view());
-        if (journal::placeOfFolder(folder, backing).onDisk) {
+        if (liesOn(folder, *disk)) {
             return fmt::format("{} lies on the disk that is tested.", folder);
         }
         needed = std::max(needed, roomFor(*disk));
@@ -131,10 +136,10 @@ std::string rangeText(journal::DiskIdentity const & disk, journal::Range const &
                                                  : "serial number " + printable(disk.serialNumber));
 }
 
-std::string recoverCommand(Options const & options) {
+std::string recoverCommand(Options const & options, std::optional<std::string> const & folder) {
     std::string command = "nuvrusb recover";
-    if (options.journal) {
-        command += fmt::format(" --journal \"{}\"", *options.journal);
+    if (folder) {
+        command += fmt::format(" --journal \"{}\"", *folder);
     }
     if (options.machine) {
         command += fmt::format(" --machine \"{}\"", *options.machine);

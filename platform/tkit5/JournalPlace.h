@@ -7,12 +7,16 @@
 #include "journal/Journal.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace tkit5 {
 
-// The folder that was named, else the one for programs' state of this user; empty when the system has none.
+// In the folder for programs' state of this user; empty when the system has none.
+std::string usualJournalFolder();
+
+// The folder that was named, else the usual one.
 std::string journalFolder(Options const & options);
 
 // Null when there is no folder. Creates nothing.
@@ -22,6 +26,9 @@ std::unique_ptr<journal::Storage> openJournal(Options const & options);
 bool preservesData(RegisteredTest const & test);
 
 bool livesInMemory(CatalogDevice const & device); // a disk of a described PC that is gone when the program ends
+
+// True when the folder lies on a disk.
+bool liesOn(std::string const & folder, CatalogDevice const & disk);
 
 // Why the folder cannot hold what a run on these disks needs; empty when it can. Creates the folder and tries it out.
 std::string whyNoJournal(std::string const & folder, std::vector<CatalogDevice const *> const & disks);
@@ -42,7 +49,7 @@ std::vector<OwedEntry> owedEntries(journal::Survey const & survey, DeviceCatalog
 // "sectors 20480 to 40959 of Stick, serial number 4C530001"
 std::string rangeText(journal::DiskIdentity const & disk, journal::Range const & range);
 
-// The command that puts everything back, with the options of this one.
-std::string recoverCommand(Options const & options);
+// The command that puts everything back, with the options of this one but for the folder.
+std::string recoverCommand(Options const & options, std::optional<std::string> const & folder);
 
 } // namespace tkit5

@@ -1,6 +1,7 @@
 #include "JournalUse.h"
 
 #include "JournalPlace.h"
+#include "JournalSurvey.h"
 #include "Names.h"
 #include "TextLayout.h"
 #include "journal/Folder.h"
@@ -10,34 +11,39 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace tkit5 {
 
 namespace {
 
-journal::Survey surveyOf(Options const & options) {
-    auto const storage = openJournal(options);
-    return storage == nullptr ? journal::Survey() : journal::survey(*storage);
-}
-
-// Why nobody can tell what is owed: the folder, or a backup in it, cannot be read now. Empty when it can.
-std::string whyUnknown(Options const & options, journal::Survey const & survey) {
-    auto const text = [&options](std::string const & what, std::uint32_t error) {
-        return fmt::format("{} in {} cannot be read. {}", what, journalFolder(options),
-                           nuv::System::getSystemErrorMsg(error).getUTF8String());
-    };
-    if (survey.error != kernel::ERROR_SUCCESS && survey.error != kernel::ERROR_PATH_NOT_FOUND) { // no folder, no backup
-        return text("The backups", survey.error);
-    }
-    auto const unread = std::ranges::find_if(survey.entries, [](auto const & found) { return found.error != 0; });
-    return unread == survey.entries.end() ? std::string() : text("The backup " + unread->name, unread->error);
-}
-
 std::string textOf(OwedEntry const & owed) {
     return owed.found.state == journal::FoundEntry::State::Owed
                ? rangeText(owed.found.entry.disk, owed.found.entry.range)
                : fmt::format("what {} held, which cannot be read as a backup", owed.found.name);
+}
+
+struct AllPlaces {
+    std::vector<PlaceSurvey> places;  // that of the command first
+    std::vector<std::string> unknown; // why it cannot be told what is owed
+    std::vector<std::string> damagedNotes;
+};
+
+AllPlaces surveyAll(Options const & options) {
+    AllPlaces all;
+    if (auto own = surveyOwnPlace(options)) {
+        all.places.push_back(std::move(*own));
+    }
+    OtherPlaces others = surveyOtherPlaces(options);
+    std::ranges::move(others.places, std::back_inserter(all.places));
+    for (PlaceSurvey const & place : all.places) {
+        all.unknown.push_back(whyUnknown(place));
+    }
+    all.unknown.push_back(std::move(others.unknown));
+    std::erase(all.unknown, "");
+    all.damagedNotes = std::move(others.damaged);
+    return all;
 }
 
 std::string reasonText(journal::Debt::Reason reason) {
@@ -55,19 +61,29 @@ std::string reasonText(journal::Debt::Reason reason) {
 } // namespace
 
 void JournalUse::tellOfOwed(DeviceCatalog const & catalog) {
-    journal::Survey const survey = surveyOf(options_);
-    if (std::string const why = whyUnknown(options_, survey); !why.empty()) {
-        console_.writeError(
-            fmt::format("{}: {} So it is not known whether an earlier run was cut short.\n", programName, why));
+    auto const say = [this](std::string const & text) {
+        console_.writeError(fmt::format("{}: {}\n", programName, text));
+    };
+    AllPlaces const all = surveyAll(options_);
+    for (std::string const & why : all.unknown) {
+        say(why + " So it is not known whether an earlier run was cut short.");
     }
-    std::vector<OwedEntry> owed = owedEntries(survey, catalog);
-    std::erase_if(owed, [](OwedEntry const & each) { return each.found.error != 0; });
-    if (owed.empty()) {
-        return;
+    for (std::string const & path : all.damagedNotes) {
+        say(textOfDamagedNote(path));
     }
-    std::string const more = owed.size() == 1 ? "" : fmt::format(", and {} more", owed.size() - 1);
-    console_.writeError(fmt::format("{}: An earlier run was cut short and did not put back {}{}. '{}' does it.\n",
-                                    programName, textOf(owed.front()), more, recoverCommand(options_)));
+    for (PlaceSurvey const & place : all.places) {
+        if (std::string const why = whyNothingThere(place, options_); !why.empty()) {
+            say(why);
+        }
+        std::vector<OwedEntry> owed = owedEntries(place.survey, catalog);
+        std::erase_if(owed, [](OwedEntry const & each) { return each.found.error != 0; });
+        if (owed.empty()) {
+            continue;
+        }
+        std::string const more = owed.size() == 1 ? "" : fmt::format(", and {} more", owed.size() - 1);
+        say(fmt::format("An earlier run was cut short and did not put back {}{}. '{}' does it.", textOf(owed.front()),
+                        more, recoverCommand(options_, place.named)));
+    }
 }
 
 std::optional<Refusal> JournalUse::prepare(RegisteredTest const & test, DataFate const & fate,
@@ -79,23 +95,11 @@ std::optional<Refusal> JournalUse::prepare(RegisteredTest const & test, DataFate
     std::vector<CatalogDevice const *> disks;
     std::ranges::copy_if(devices, std::back_inserter(disks),
                          [](CatalogDevice const * device) { return !livesInMemory(*device); });
-    journal::Survey const survey = surveyOf(options_);
-    if (std::string const why = whyUnknown(options_, survey); !why.empty() && !disks.empty()) {
-        return Refusal{fmt::format("{} One may be owed to a disk that would be overwritten, so nothing was run.", why),
-                       TestResult::CANNOTRUN()};
-    }
-    for (OwedEntry const & owed : owedEntries(survey, catalog)) {
-        if (std::ranges::any_of(owed.disks,
-                                [&](CatalogDevice const * disk) { return std::ranges::count(disks, disk) != 0; })) {
-            return Refusal{
-                fmt::format("An earlier run was cut short and did not put back {}. Put it back with '{}', or "
-                            "give it up with '{} --discard'.",
-                            textOf(owed), recoverCommand(options_), recoverCommand(options_)),
-                TestResult::CANNOTRUN()};
-        }
-    }
-    if (disks.empty() || !preservesData(test)) {
+    if (disks.empty()) {
         return std::nullopt;
+    }
+    if (auto refusal = whyNotOn(disks, catalog); refusal || !preservesData(test)) {
+        return refusal;
     }
     if (options_.noJournal) {
         preservation_.emplace(nullptr);
@@ -111,8 +115,57 @@ std::optional<Refusal> JournalUse::prepare(RegisteredTest const & test, DataFate
                         "of power. --journal names another folder.\n",
                         programName, folder));
     }
+    if (std::string const usual = usualJournalFolder(); usual.empty() || !isSameFolder(folder, usual)) {
+        note(folder, usual, disks);
+    }
     preservation_.emplace(journal::folderStorage(folder));
     return std::nullopt;
+}
+
+// While something is owed to one of the disks, or that cannot be told.
+std::optional<Refusal> JournalUse::whyNotOn(std::vector<CatalogDevice const *> const & disks,
+                                            DeviceCatalog const & catalog) const {
+    AllPlaces const all = surveyAll(options_);
+    if (!all.unknown.empty()) {
+        return Refusal{fmt::format("{} One may be owed to a disk that would be overwritten, so nothing was run.",
+                                   all.unknown.front()),
+                       TestResult::CANNOTRUN()};
+    }
+    for (PlaceSurvey const & place : all.places) {
+        for (OwedEntry const & owed : owedEntries(place.survey, catalog)) {
+            if (std::ranges::any_of(owed.disks,
+                                    [&](CatalogDevice const * disk) { return std::ranges::count(disks, disk) != 0; })) {
+                std::string const command = recoverCommand(options_, place.named);
+                return Refusal{fmt::format("An earlier run was cut short and did not put back {}. Put it back with "
+                                           "'{}', or give it up with '{} --discard'.",
+                                           textOf(owed), command, command),
+                               TestResult::CANNOTRUN()};
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+// So that later commands look there, if this run is cut short.
+void JournalUse::note(std::string const & folder, std::string const & usual,
+                      std::vector<CatalogDevice const *> const & disks) {
+    std::string why = "The system names no folder for that.";
+    if (std::ranges::any_of(disks,
+                            [&](CatalogDevice const * disk) { return !usual.empty() && liesOn(usual, *disk); })) {
+        why = fmt::format("{} lies on the disk that is tested.", usual);
+    } else if (!usual.empty()) {
+        usual_ = journal::folderStorage(usual);
+        Noted noted = noteFolder(*usual_, folder);
+        if (noted.note) {
+            note_ = std::move(noted.note);
+            return;
+        }
+        why = fmt::format("{} cannot be written to. {}", usual,
+                          nuv::System::getSystemErrorMsg(noted.error).getUTF8String());
+    }
+    console_.writeError(fmt::format("{}: If this run is cut short, no later one will know that its backups are in {}: "
+                                    "use '{}' then. {}\n",
+                                    programName, folder, recoverCommand(options_, options_.journal), why));
 }
 
 std::optional<Refusal> JournalUse::goOnWithout(std::string const & why, bool canAsk) {
@@ -135,10 +188,22 @@ std::optional<Refusal> JournalUse::goOnWithout(std::string const & why, bool can
     return std::nullopt;
 }
 
-void JournalUse::tellOfDebts() {
-    if (!preservation_ || preservation_->debts().empty()) {
+void JournalUse::finish() {
+    if (preservation_ && !preservation_->debts().empty()) {
+        tellOfDebts();
         return;
     }
+    if (!note_) {
+        return;
+    }
+    std::uint32_t const error = takeBack(*usual_, std::move(*note_));
+    note_.reset();
+    if (error != kernel::ERROR_SUCCESS) {
+        console_.writeError(fmt::format("{}: {}\n", programName, textOfKeptNote(usual_->place(), error)));
+    }
+}
+
+void JournalUse::tellOfDebts() {
     bool isDataOwed = false;
     bool isKept = false;
     std::string list;
@@ -154,7 +219,7 @@ void JournalUse::tellOfDebts() {
     if (isKept) {
         text += fmt::format("{}    {}\n",
                             isDataOwed ? "Leave the disk as it is, and put the data back with\n" : "Remove them with\n",
-                            recoverCommand(options_));
+                            recoverCommand(options_, options_.journal));
     }
     console_.writeError(text);
     // On a terminal it would be shown twice; in a file it belongs beside the rest of the run.

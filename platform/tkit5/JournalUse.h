@@ -3,13 +3,17 @@
 
 #include "DestructiveSummary.h"
 #include "DeviceCatalog.h"
+#include "JournalFolders.h"
 #include "Options.h"
 #include "Registry.h"
 #include "RunLoop.h"
 #include "journal/Preservation.h"
+#include "journal/Storage.h"
 #include "terminal/Console.h"
 
+#include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace tkit5 {
@@ -27,14 +31,20 @@ public:
                                    std::vector<CatalogDevice const *> const & devices, DeviceCatalog const & catalog,
                                    bool canAsk);
 
-    // After the run: what was not put back.
-    void tellOfDebts();
+    // After the run: tells what was not put back. Where all is back, nobody has to look into the run's folder later.
+    void finish();
 
 private:
+    std::optional<Refusal> whyNotOn(std::vector<CatalogDevice const *> const & disks,
+                                    DeviceCatalog const & catalog) const;
     std::optional<Refusal> goOnWithout(std::string const & why, bool canAsk);
+    void note(std::string const & folder, std::string const & usual, std::vector<CatalogDevice const *> const & disks);
+    void tellOfDebts();
 
     Options const & options_;
     terminal::Console & console_;
+    std::unique_ptr<journal::Storage> usual_;
+    std::optional<OpenNote> note_; // of the run's folder, in the usual one
     std::optional<journal::Preservation> preservation_;
 };
 

@@ -1,8 +1,10 @@
 #include "RecoverCommand.h"
 
 #include "JournalPlace.h"
+#include "JournalSurvey.h"
 #include "JsonlLines.h"
 #include "Names.h"
+#include "OtherFolders.h"
 #include "Recovery.h"
 #include "TextLayout.h"
 #include "kernel.h"
@@ -41,12 +43,30 @@ char const * kindName(Handled const & handled) {
         return "inPlace";
     case Kind::Possible:
         return "possible";
+    case Kind::Stopped:
+        return "stopped";
     case Kind::Failed:
         return "failed";
     case Kind::Refused:
         break;
     }
     return "refused";
+}
+
+// Whether a backup may be put back at another time. One that is damaged never is, so no earlier one waits for it: the
+// earlier one is what these sectors held before, and nothing will be written over it.
+bool isLeft(RecoveryOutcome const & outcome) {
+    switch (outcome.kind) {
+    case Kind::Restored:
+    case Kind::InPlace:
+    case Kind::Possible:
+        return false;
+    case Kind::Refused:
+    case Kind::Stopped:
+    case Kind::Failed:
+        break;
+    }
+    return !outcome.isDamaged;
 }
 
 bool overlap(journal::Entry const & a, journal::Entry const & b) {
@@ -57,9 +77,9 @@ bool overlap(journal::Entry const & a, journal::Entry const & b) {
 class RecoverCommand {
 public:
     RecoverCommand(Options const & options, terminal::Console & console, DeviceCatalog const & catalog,
-                   std::unique_ptr<journal::Storage> storage)
+                   std::unique_ptr<journal::Storage> storage, bool looksElsewhere)
         : options_(options), console_(console), lines_(console), catalog_(catalog),
-          isJsonl_(options.format == Format::Jsonl), storage_(std::move(storage)) {}
+          isJsonl_(options.format == Format::Jsonl), storage_(std::move(storage)), looksElsewhere_(looksElsewhere) {}
 
     int run() {
         if (storage_ == nullptr) {
@@ -70,13 +90,18 @@ public:
             return TestResult::BADPARAMS().value();
         }
         journal::Survey const survey = journal::survey(*storage_);
-        if (survey.error != 0) {
+        bool const isGivenUp = options_.discard && isMissing(survey.error);
+        if (survey.error != 0 && !isGivenUp) {
             return refuse(fmt::format("{} cannot be read. {}", storage_->place(),
                                       nuv::System::getSystemErrorMsg(survey.error).getUTF8String()),
                           TestResult::CANNOTRUN());
         }
         chooseEntries(survey);
+        std::size_t const owed = entries_.size() + ofOthers_;
         list();
+        if (looksElsewhere_) {
+            tellOfOtherFolders(options_, console_, lines_, catalog_);
+        }
         TestResult result = TestResult::PASS();
         if (!entries_.empty()) {
             if (!options_.dryRun && !isAllowed()) {
@@ -86,7 +111,12 @@ public:
         }
         if (!options_.dryRun) {
             for (std::string const & name : survey.unfinished) {
-                storage_->remove(name); // nothing was overwritten before such a backup was complete
+                storage_->remove(name); // none of them is owed to anybody
+            }
+            // A folder where nothing was found may be another disk's.
+            bool const isFound = owed != 0 || !survey.unfinished.empty() || options_.discard;
+            if (looksElsewhere_ && isFound && closed_ == owed) {
+                forgetSettledFolder(options_, console_, *storage_);
             }
         }
         return ended(result);
@@ -222,9 +252,11 @@ private:
                 return result.merge(TestResult::USERABORTED());
             }
             Handled const handled = options_.discard ? discard(entry) : recoverOne(entry, left);
-            if (handled.outcome.kind == Kind::Refused || handled.outcome.kind == Kind::Failed) {
+            if (isLeft(handled.outcome)) {
                 left.push_back(&entry);
             }
+            bool const isClosed = handled.outcome.kind == Kind::Restored || handled.outcome.kind == Kind::InPlace;
+            closed_ += isClosed ? 1 : 0;
             tell(entry, handled);
             result.merge(handled.outcome.result);
         }
@@ -235,9 +267,14 @@ private:
         if (options_.dryRun) {
             return {{Kind::Possible, TestResult::PASS(), "It would be given up."}};
         }
-        if (std::uint32_t const error = journal::Journal(*storage_).close(entry.found.name); error != 0) {
-            return {{Kind::Refused, TestResult::CANNOTRUN(),
-                     fmt::format("It cannot be removed. {}", nuv::System::getSystemErrorMsg(error).getUTF8String())}};
+        journal::Journal::Closed const closed = journal::Journal(*storage_).close(entry.found.name);
+        if (closed.error != 0) {
+            std::string const why = nuv::System::getSystemErrorMsg(closed.error).getUTF8String();
+            return closed.isOwed
+                       ? Handled{{Kind::Refused, TestResult::CANNOTRUN(), fmt::format("It cannot be removed. {}", why)}}
+                       : Handled{{Kind::InPlace, TestResult::WARN(),
+                                  fmt::format("Given up, but its file cannot be removed now. {}", why)},
+                                 true};
         }
         return {{Kind::InPlace, TestResult::PASS(), "Given up."}, true};
     }
@@ -318,23 +355,25 @@ private:
     DeviceCatalog const & catalog_;
     bool const isJsonl_;
     std::unique_ptr<journal::Storage> storage_;
+    bool const looksElsewhere_;
     std::vector<CatalogDevice const *> disks_; // that were named
     std::vector<OwedEntry> entries_;
     std::size_t ofOthers_ = 0;
     std::size_t inUse_ = 0;
     std::set<std::string> beforeUnknown_; // backups with a later one that cannot be looked at now
+    std::size_t closed_ = 0;              // given up, since the bytes are back or nobody wants them
     TestResult declined_;
 };
 
 } // namespace
 
 int recoverOwed(Options const & options, terminal::Console & console, DeviceCatalog const & catalog) {
-    return recoverOwed(options, console, catalog, openJournal(options));
+    return RecoverCommand(options, console, catalog, openJournal(options), true).run();
 }
 
 int recoverOwed(Options const & options, terminal::Console & console, DeviceCatalog const & catalog,
                 std::unique_ptr<journal::Storage> storage) {
-    return RecoverCommand(options, console, catalog, std::move(storage)).run();
+    return RecoverCommand(options, console, catalog, std::move(storage), false).run();
 }
 
 } // namespace tkit5

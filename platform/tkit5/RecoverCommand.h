@@ -13,7 +13,7 @@ namespace tkit5 {
 // Returns the exit code. Blocks for all transfers of what is put back.
 int recoverOwed(Options const & options, terminal::Console & console, DeviceCatalog const & catalog);
 
-// The same with the backups in a storage; null: there is none.
+// The same with the backups in a storage, and a look at no other place; null: there is none.
 int recoverOwed(Options const & options, terminal::Console & console, DeviceCatalog const & catalog,
                 std::unique_ptr<journal::Storage> storage);
 

@@ -1,6 +1,7 @@
 #include "Recovery.h"
 
 #include "DestructiveSummary.h"
+#include "journal/Disks.h"
 #include "kernel.h"
 #include "libMedia2.h"
 #include "libVolumes.h"
@@ -22,7 +23,7 @@ namespace {
 using Kind = RecoveryOutcome::Kind;
 using journal::Entry;
 
-constexpr std::size_t pieceSize = std::size_t{1} << 20U; // a whole number of sectors of any size
+constexpr std::size_t mostAtOnce = std::size_t{1} << 20U; // more than the largest sector of an entry
 
 std::string errorText(std::uint32_t error) {
     return nuv::System::getSystemErrorMsg(error).getUTF8String();
@@ -32,7 +33,8 @@ class Recovery {
 public:
     Recovery(journal::Storage & storage, journal::FoundEntry const & owed, CatalogDevice const & disk, bool dry,
              std::function<bool()> const & shallStop)
-        : storage_(storage), owed_(owed), entry_(owed.entry), disk_(disk), dry_(dry), shallStop_(shallStop) {}
+        : storage_(storage), owed_(owed), entry_(owed.entry), disk_(disk), dry_(dry), shallStop_(shallStop),
+          pieceSize_(mostAtOnce / entry_.disk.sectorSize * entry_.disk.sectorSize) {}
 
     RecoveryOutcome run() {
         auto outcome = checkFile();
@@ -51,8 +53,10 @@ private:
         return {Kind::Refused, result, std::move(text)};
     }
     static RecoveryOutcome failed(std::string text) { return {Kind::Failed, TestResult::FAIL(), std::move(text)}; }
-    static RecoveryOutcome stopped() {
-        return {Kind::Refused, TestResult::USERABORTED(), "Stopped; run it again to put the rest back."};
+    RecoveryOutcome stopped() const {
+        return {Kind::Stopped, TestResult::USERABORTED(),
+                isTouched_ ? "Stopped; run it again to put the rest back."
+                           : "Stopped before anything was written; run it again to put it back."};
     }
 
     std::optional<RecoveryOutcome> checkFile() {
@@ -68,9 +72,12 @@ private:
                            fmt::format("The backup cannot be read. {}", errorText(check.error)));
         }
         if (!check.intact) {
-            return refused(TestResult::FAIL(), "The backup is damaged and cannot be used; nothing was written.");
+            RecoveryOutcome damaged =
+                refused(TestResult::FAIL(), "The backup is damaged and cannot be used; nothing was written.");
+            damaged.isDamaged = true;
+            return damaged;
         }
-        memory_ = machine::makePages(2 * pieceSize);
+        memory_ = machine::takePages(2 * mostAtOnce);
         if (memory_ == nullptr) {
             return refused(TestResult::CANNOTRUN(), "There is not enough memory.");
         }
@@ -114,7 +121,7 @@ private:
         return write();
     }
 
-    // Empty once the disk is open and has the size that it had.
+    // Empty once the disk is open and is the one that was backed up.
     std::optional<RecoveryOutcome> open(std::uint32_t access, std::uint32_t share) {
         nuv::CreateFileOpenArgs args;
         args.fileName = disk_.osLocator();
@@ -124,6 +131,18 @@ private:
         handle_ = nuv::SharedFileHandle(new nuv::FileHandleResManager(args));
         if (!handle_->isValid()) {
             return cannotOpen(kernel::GetLastError());
+        }
+        // The disk was found by what the system said of it when the program was started.
+        switch (std::uint32_t const error =
+                    journal::checkIsStill(journal::findDisk(disk_.osLocator().view()), handle_->get())) {
+        case kernel::ERROR_SUCCESS:
+            break;
+        case kernel::ERROR_MEDIA_CHANGED:
+            return refused(TestResult::CANNOTRUN(), "It is another disk by now; nothing was written.");
+        default:
+            return refused(TestResult::CANNOTRUN(),
+                           fmt::format("The disk does not tell whether it is the same; nothing was written. {}",
+                                       errorText(error)));
         }
         drive_.emplace(handle_, nullptr);
         if (!drive_->isMediaPresent()) {
@@ -167,12 +186,12 @@ private:
 
     // The range on the disk with the backup.
     Comparison compare() {
-        for (std::uint64_t done = 0; done < entry_.bytes(); done += pieceSize) {
+        for (std::uint64_t done = 0; done < entry_.bytes(); done += pieceSize_) {
             if (shallStop_()) {
                 return Comparison::Stopped;
             }
             std::span const wanted = piece(done, 0);
-            std::span const found = piece(done, pieceSize);
+            std::span const found = piece(done, mostAtOnce);
             if (journal::readBackup(*file_, done, wanted) != kernel::ERROR_SUCCESS ||
                 !drive_->readSector(sectorAt(done), sectorsOf(found), found.data(), found.size())) {
                 return Comparison::Unreadable;
@@ -185,7 +204,7 @@ private:
     }
 
     RecoveryOutcome write() {
-        for (std::uint64_t done = 0; done < entry_.bytes(); done += pieceSize) {
+        for (std::uint64_t done = 0; done < entry_.bytes(); done += pieceSize_) {
             if (shallStop_()) {
                 return stopped();
             }
@@ -193,6 +212,7 @@ private:
             if (std::uint32_t const error = journal::readBackup(*file_, done, bytes); error != kernel::ERROR_SUCCESS) {
                 return failed(fmt::format("The backup cannot be read any more. {}", errorText(error)));
             }
+            isTouched_ = true;
             if (!drive_->writeSector(sectorAt(done), sectorsOf(bytes), bytes.data(), bytes.size())) {
                 return failed(
                     fmt::format("Sector {} cannot be written. {}", sectorAt(done), errorText(kernel::GetLastError())));
@@ -217,15 +237,17 @@ private:
     }
 
     void giveUpEntry(RecoveryOutcome & outcome) {
-        std::uint32_t const error = journal::Journal(storage_).close(owed_.name);
-        if (error != kernel::ERROR_SUCCESS) {
+        journal::Journal::Closed const closed = journal::Journal(storage_).close(owed_.name);
+        if (closed.error != kernel::ERROR_SUCCESS) {
             outcome.result = TestResult::WARN();
-            outcome.text += fmt::format(" The file with the backup cannot be removed. {}", errorText(error));
+            outcome.text += closed.isOwed ? " The file with the backup cannot be removed. "
+                                          : " Its file cannot be removed now, but nothing is owed any more. ";
+            outcome.text += errorText(closed.error);
         }
     }
 
     std::span<std::byte> piece(std::uint64_t done, std::size_t at) {
-        auto const size = static_cast<std::size_t>(std::min<std::uint64_t>(pieceSize, entry_.bytes() - done));
+        auto const size = static_cast<std::size_t>(std::min<std::uint64_t>(pieceSize_, entry_.bytes() - done));
         return {memory_.get() + at, size};
     }
     std::uint64_t sectorAt(std::uint64_t done) const {
@@ -241,6 +263,8 @@ private:
     CatalogDevice const & disk_;
     bool const dry_;
     std::function<bool()> const & shallStop_;
+    std::size_t const pieceSize_; // whole sectors
+    bool isTouched_ = false;      // something was written
     std::unique_ptr<journal::StoredBytes> file_;
     machine::Pages memory_; // a piece of the backup and one of the disk
     nuv::SharedFileHandle handle_;

@@ -16,11 +16,13 @@ struct RecoveryOutcome {
         InPlace,  // nothing had to be written
         Possible, // a dry run: it would be written
         Refused,  // nothing was written
+        Stopped,  // on request, before its end; some of it may be written
         Failed,   // the disk may hold something else
     };
     Kind kind = Kind::Refused;
     TestResult result;
-    std::string text; // a sentence for people
+    std::string text;       // a sentence for people
+    bool isDamaged = false; // the backup, which can never be put back
 };
 
 // The disk is the one that the entry belongs to by its serial number; its size and sector size are checked here. Unless

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <filesystem>
 #include <sstream>
 
 namespace test {
@@ -93,6 +94,13 @@ TEST_F(OutputFiles, TraceDoesNotChangeWhatIsSeen) {
     auto traced = topology;
     traced.insert(traced.end(), {"--trace-io", temporaryName(".jsonl")});
     EXPECT_EQ(runCli(traced).output, runCli(topology).output);
+}
+
+TEST_F(OutputFiles, AFileThatIsNamedTwiceIsNotCreated) {
+    std::string const file = temporaryName(".both");
+    auto const result = runCli({"run", "WholeBus", "--log-file", file, "--trace-io", file});
+    EXPECT_EQ(result.code, TestResult::BADPARAMS().value());
+    EXPECT_FALSE(std::filesystem::exists(file));
 }
 
 TEST_F(OutputFiles, TwoTracesOfOnePcAreTheSameBytes) {

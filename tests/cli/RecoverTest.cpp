@@ -1,126 +1,16 @@
 // What a run that is cut short leaves behind, and getting it back.
-#include "CliRun.h"
+#include "RecoverFixture.h"
 
 #include "journal/Folder.h"
 #include "journal/Journal.h"
-#include "kernel.h"
-#include "kernel/Runtime.h"
-#include "libMedia2.h"
-#include "libVolumes.h"
-#include "machine/ImageFile.h"
-#include "nuv.h"
-#include "support/DiskPc.h"
-#include "support/StateFolder.h"
 
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <filesystem>
 #include <fstream>
-#include <functional>
-#include <string>
-#include <string_view>
-#include <vector>
+#include <sstream>
 
 namespace test {
 namespace {
-
-namespace fs = std::filesystem;
-using tkit5::TestResult;
-
-constexpr std::uint32_t sectorSize = 512;
-constexpr std::size_t sectors = 64;
-constexpr std::uint32_t sectorsOfAPiece = 4;
-
-bool contains(std::string const & text, std::string_view part) {
-    return text.find(part) != std::string::npos;
-}
-
-class Recover : public testing::Test {
-protected:
-    Recover() : image_(sectors * sectorSize, '\x33') {
-        journal_ = fs::path(support::useOwnStateFolder()) / "nuvrusb";
-        calls().behaviour = [this](tkit5::DiagDevice const & device) { return pass(device); };
-    }
-    ~Recover() override {
-        calls().behaviour = nullptr;
-        EXPECT_EQ(kernel::openHandleCount(), 0U);
-    }
-
-    // A PC with the image in a stick.
-    std::string pc(std::string const & disk = R"("serialNumber": "S1")", std::size_t sectorCount = sectors) const {
-        return pcFile(R"({"port": 1, "protocols": ["2.0"], "speed": "high", "device": {"instanceId": "USB\\ONE",
-            "disk": {"instanceId": "DISK\\ONE", "name": "Stick", "number": 1, "image": ")" +
-                      image_.whole() + R"(", "sectorCount": )" + std::to_string(sectorCount) + ", " + disk + "}}}");
-    }
-
-    static std::vector<std::string> runOn(std::string const & pc, std::vector<std::string> const & more = {}) {
-        std::vector<std::string> arguments{"run", "Rewrite", "--machine", pc, "--device", "DISK\\ONE"};
-        for (char const * name : {"PerformWritePerformance", "PreserveAndRestoreData", "PromptEnable"}) {
-            arguments.insert(arguments.end(), {"--set", std::string(name) + "=true"});
-        }
-        arguments.insert(arguments.end(), {"--answer", "yes", "--allow-destructive"});
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        return arguments;
-    }
-    static std::vector<std::string> recoverOn(std::string const & pc, std::vector<std::string> const & more = {}) {
-        std::vector<std::string> arguments{"recover", "--machine", pc};
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        return arguments;
-    }
-
-    // The write pass of a test: each piece is read, overwritten and written back, unless the pass ends before.
-    TestResult pass(tkit5::DiagDevice const & device) {
-        libVolumes::DeviceLockingManager locker(device.osLocator());
-        EXPECT_TRUE(locker.lockVolumes());
-        nuv::SharedFileHandle slot = support::openShared(support::disk1);
-        libMedia2::OSDrive drive(slot, nullptr);
-        EXPECT_EQ(drive.getSectorSize(), sectorSize);
-        EXPECT_EQ(drive.getSectorCount() * sectorSize, image_.contents().size());
-        support::Pages backup(std::size_t{sectorsOfAPiece} * sectorSize);
-        for (std::uint64_t const sector : pieces_) {
-            support::Pages pattern(backup.size(), 0xEE);
-            backedUp_ = drive.readSector(sector, sectorsOfAPiece, backup.data(), backup.size());
-            overwriteError_ = kernel::GetLastError();
-            if (!backedUp_ || !drive.writeSector(sector, sectorsOfAPiece, pattern.data(), pattern.size())) {
-                return TestResult::FAIL();
-            }
-            if (cutShort_) {
-                continue;
-            }
-            beforeRestore_();
-            restored_ = drive.writeSector(sector, sectorsOfAPiece, backup.data(), backup.size());
-        }
-        return TestResult::PASS();
-    }
-
-    // A run that ends after it has overwritten the pieces.
-    CliResult runCutShort(std::string const & onPc, std::vector<std::string> const & more = {}) {
-        cutShort_ = true;
-        CliResult result = runCli(runOn(onPc, more));
-        cutShort_ = false;
-        return result;
-    }
-
-    std::vector<std::string> backups() const {
-        std::vector<std::string> names;
-        std::error_code ignored;
-        for (fs::directory_iterator each(journal_, ignored), end; each != end; ++each) {
-            names.push_back(each->path().filename().string());
-        }
-        return names;
-    }
-    bool isAsBefore() const { return image_.contents() == std::string(sectors * sectorSize, '\x33'); }
-
-    ImageFile image_;
-    fs::path journal_;
-    std::vector<std::uint64_t> pieces_{8};
-    bool cutShort_ = false;
-    bool backedUp_ = false;
-    bool restored_ = false;
-    std::uint32_t overwriteError_ = 0;
-    std::function<void()> beforeRestore_ = [] {};
-};
 
 TEST_F(Recover, ARunThatPutsAllBackLeavesNothing) {
     pieces_ = {0, 4, 60, 0};
@@ -304,6 +194,24 @@ TEST_F(Recover, ADamagedBackupIsNotUsed) {
     EXPECT_EQ(image_.contents(), before);
 }
 
+// What a damaged one held is what the earlier one did, with what a failed restore made of it.
+TEST_F(Recover, AnEarlierBackupDoesNotWaitForALaterOneThatIsDamaged) {
+    pieces_ = {8, 10, 8};
+    runCutShort(pc());
+    for (char const * const name : {"backup-000002.undo", "backup-000003.undo"}) {
+        std::fstream(journal_ / name, std::ios::binary | std::ios::in | std::ios::out).seekp(5000) << 'x';
+    }
+    auto const result = runCli(recoverOn(pc(), {"--allow-destructive"}));
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(contains(result.output, "backup-000001.undo: The bytes are back")) << result.output;
+    EXPECT_EQ(backups().size(), 2U);
+    EXPECT_EQ(image_.contents().substr(8 * sectorSize, sectorsOfAPiece * sectorSize),
+              std::string(sectorsOfAPiece * sectorSize, '\x33'));
+    runCli(recoverOn(pc(), {"--allow-destructive"}));
+    EXPECT_EQ(image_.contents().substr(8 * sectorSize, sectorsOfAPiece * sectorSize),
+              std::string(sectorsOfAPiece * sectorSize, '\x33'));
+}
+
 TEST_F(Recover, AHostReadsWhatIsOwedAndWhatBecameOfIt) {
     runCutShort(pc());
     auto const result = runCli(recoverOn(pc(), {"--allow-destructive", "--format", "jsonl"}));
@@ -320,6 +228,21 @@ TEST_F(Recover, AHostReadsWhatIsOwedAndWhatBecameOfIt) {
     EXPECT_EQ(lines[1]["outcome"], "restored");
     EXPECT_EQ(lines[2]["result"], "PASS");
     EXPECT_TRUE(isAsBefore());
+}
+
+TEST_F(Recover, AHostReadsThatAStopCameInTheMiddle) {
+    runCutShort(pc());
+    FakeConsole stopping;
+    stopping.stopAfterPolls(3); // before the backup, its comparison and its writing; not before it is read back
+    auto const result = runCli(recoverOn(pc(), {"--allow-destructive", "--format", "jsonl"}), stopping);
+    EXPECT_EQ(result.code, 8);
+    keepForSchemaCheck(result.output);
+    EXPECT_TRUE(contains(result.output, R"("outcome":"stopped","text":"Stopped; run it again to put the rest back.")"))
+        << result.output;
+    EXPECT_TRUE(isAsBefore());
+    EXPECT_EQ(backups(), std::vector<std::string>{"backup-000001.undo"});
+    EXPECT_EQ(runCli(recoverOn(pc(), {"--allow-destructive"})).code, 0);
+    EXPECT_TRUE(backups().empty());
 }
 
 TEST_F(Recover, OtherCommandsTellThatSomethingIsOwed) {

@@ -55,6 +55,9 @@ class Killer:
         self.run = [program, "run", "USBStoragePerformanceTest", "--device", "DISK\\ONE", "--answer", "yes", *where]
         self.run += [word for setting in SETTINGS.items() for word in ("--set", "=".join(setting))]
         self.recover = [program, "recover", *where]
+        self.look = [program, "recover", "--machine", pc, "--dry-run"]  # where nobody has named the journal
+        self.state = folder / "state"
+        self.environment = {**os.environ, "XDG_STATE_HOME": str(self.state)}
 
     def contents(self):
         return hashlib.sha256(self.disk.read_bytes()).hexdigest()
@@ -64,7 +67,9 @@ class Killer:
 
     def kill(self, delay, fromFirstBackup):
         """What the kill has left: a backup or none, a changed disk or none."""
-        program = subprocess.Popen(self.run, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        program = subprocess.Popen(
+            self.run, env=self.environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
+        )
         deadline = time.monotonic() + LIMIT
         while fromFirstBackup and not self.hasBackup() and program.poll() is None and time.monotonic() < deadline:
             time.sleep(0.001)
@@ -75,8 +80,15 @@ class Killer:
         program.wait(LIMIT)
         return self.hasBackup(), self.contents() != self.before
 
+    def call(self, command):
+        return subprocess.run(command, env=self.environment, capture_output=True, text=True, timeout=LIMIT)
+
     def expectRecovery(self):
-        recovered = subprocess.run(self.recover, capture_output=True, text=True, timeout=LIMIT)
+        isOwed = self.hasBackup()
+        told = self.call(self.look).stdout
+        if isOwed != (f'--journal "{self.journal.resolve()}"' in told):
+            raise AssertionError(f"what is owed in {self.journal} is not told as it is\n{told}")
+        recovered = self.call(self.recover)
         if recovered.returncode != 0:
             raise AssertionError(f"recover ended with {recovered.returncode}\n{recovered.stdout}{recovered.stderr}")
         if self.contents() != self.before:
@@ -84,6 +96,9 @@ class Killer:
         left = sorted(path.name for path in self.journal.iterdir()) if self.journal.exists() else []
         if left:
             raise AssertionError(f"the journal still holds {left}")
+        notes = sorted(path.name for path in self.state.glob("nuvrusb/folder-*"))
+        if isOwed and notes:
+            raise AssertionError(f"nothing is owed any more, but there are still {notes}")
 
 
 def killAll(killer, kills, seed):

@@ -2,13 +2,13 @@
 #include "journal/Folder.h"
 #include "journal/Journal.h"
 #include "kernel/Files.h"
+#include "support/Mounts.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -67,7 +67,7 @@ TEST_F(FolderTest, KeepsABackupUntilItIsClosed) {
         ASSERT_TRUE(opened.file);
         EXPECT_TRUE(journal::checkBackup(*opened.file, found.entry).intact);
     }
-    EXPECT_EQ(journal.close(name), 0U);
+    EXPECT_EQ(journal.close(name).error, 0U);
     EXPECT_EQ(files(), 0U);
 }
 
@@ -108,6 +108,7 @@ TEST_F(FolderTest, AFileInThePlaceOfTheFolderCannotBeUsed) {
     std::ofstream(top_ / "state") << "a file";
     auto const storage = journal::folderStorage(folder());
     EXPECT_NE(Journal(*storage).tryOut(), 0U);
+    EXPECT_EQ(journal::folderStorage((top_ / "state").string())->list().error, kernel::ERROR_PATH_NOT_FOUND);
 }
 
 TEST_F(FolderTest, LiesOnNoDiskThatItHasNothingToDoWith) {
@@ -119,35 +120,9 @@ TEST_F(FolderTest, LiesOnNoDiskThatItHasNothingToDoWith) {
     EXPECT_FALSE(journal::placeOfFolder(folder(), (top_ / "nothing.img").string()).onDisk);
 }
 
-// The block device of the file system that holds a folder; empty where the system does not tell.
-std::string deviceOf(fs::path const & folder) {
-    std::string const wanted = fs::canonical(folder).string() + "/";
-    std::string number;
-    std::size_t longest = 0;
-    std::ifstream mounts("/proc/self/mountinfo");
-    for (std::string line; std::getline(mounts, line);) {
-        std::istringstream words(line);
-        std::string mount, parent, found, root, place;
-        words >> mount >> parent >> found >> root >> place;
-        std::string const below = place == "/" ? place : place + "/";
-        if (wanted.starts_with(below) && below.size() >= longest) {
-            longest = below.size();
-            number = found;
-        }
-    }
-    std::ifstream facts("/sys/dev/block/" + number + "/uevent");
-    for (std::string line; !number.empty() && std::getline(facts, line);) {
-        if (line.starts_with("DEVNAME=")) {
-            std::string const device = "/dev/" + line.substr(8);
-            return fs::exists(device) ? device : std::string();
-        }
-    }
-    return {};
-}
-
 TEST_F(FolderTest, LiesOnTheDiskOfItsFileSystem) {
     fs::create_directories(top_);
-    std::string const device = deviceOf(top_);
+    std::string const device = support::deviceOf(top_);
     if (device.empty()) {
         GTEST_SKIP() << "the folder for temporary files lies on no block device that this system names";
     }

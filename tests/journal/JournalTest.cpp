@@ -69,7 +69,7 @@ TEST_F(JournalTest, ABackupIsInForceOnlyOnceItIsSafe) {
 TEST_F(JournalTest, ClosingRemovesTheEntryForGood) {
     Journal::Kept kept = keep(0);
     disk_->done.clear();
-    EXPECT_EQ(journal_.close(std::move(*kept.entry)), 0U);
+    EXPECT_EQ(journal_.close(std::move(*kept.entry)).error, 0U);
     EXPECT_EQ(disk_->done, (Lines{"remove backup-000001.undo", "syncNames"}));
     EXPECT_TRUE(disk_->names().empty());
 }
@@ -147,7 +147,50 @@ TEST_F(JournalTest, AFailedClosingIsTold) {
         Journal journal(storage);
         Journal::Kept kept = journal.keep(stick_, {0, 4}, bytes(4));
         disk->failsFrom = call;
-        EXPECT_EQ(journal.close(std::move(*kept.entry)), 1117U);
+        Journal::Closed const closed = journal.close(std::move(*kept.entry));
+        EXPECT_EQ(closed.error, 1117U);
+        EXPECT_TRUE(closed.isOwed); // or may be again
+        EXPECT_EQ(closed.file, call == 8 ? "backup-000001.undo" : "");
+    }
+}
+
+TEST_F(JournalTest, AnEntryThatCannotBeRemovedIsOwedNoMore) {
+    Journal::Kept kept = keep(0);
+    disk_->failsFrom = disk_->calls + 1;
+    disk_->failsTo = disk_->failsFrom;
+    disk_->done.clear();
+    Journal::Closed const closed = journal_.close(std::move(*kept.entry));
+    EXPECT_EQ(disk_->done, (Lines{"rename backup-000001.undo backup-000001.done", "syncNames"}));
+    EXPECT_EQ(closed.error, 1117U);
+    EXPECT_FALSE(closed.isOwed);
+    EXPECT_EQ(closed.file, "backup-000001.done");
+
+    disk_->losePower({});
+    journal::Survey const found = journal::survey(storage_);
+    EXPECT_TRUE(found.entries.empty());
+    EXPECT_EQ(found.unfinished, Lines{"backup-000001.done"});
+    Journal later(storage_);
+    Journal::Kept const other = later.keep(stick_, {0, 4}, bytes(4));
+    EXPECT_EQ(other.entry->name, "backup-000002.undo"); // with a number under which it can be given up, too
+}
+
+// The removal fails, and then the change of the name, or the sync of it.
+TEST_F(JournalTest, AnEntryThatMayComeBackIsOwed) {
+    for (char const * const next : {"rename", "syncNames"}) {
+        auto const disk = std::make_shared<MemoryDisk>();
+        MemoryStorage storage(disk);
+        Journal journal(storage);
+        Journal::Kept kept = journal.keep(stick_, {0, 4}, bytes(4));
+        kept.entry->file.reset();
+        disk->failsFrom = disk->calls + 1;
+        disk->failsTo = disk->failsFrom;
+        disk->failing = next;
+        Journal::Closed const closed = journal.close(kept.entry->name);
+        EXPECT_EQ(closed.error, 1117U);
+        EXPECT_TRUE(closed.isOwed);
+        EXPECT_EQ(disk->names(), Lines{closed.file});
+        disk->losePower({});
+        EXPECT_EQ(journal::survey(storage).entries.size(), 1U);
     }
 }
 

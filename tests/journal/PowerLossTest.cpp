@@ -83,7 +83,7 @@ void transfer(journal::Journal & journal, std::vector<std::byte> & disk) {
     ASSERT_TRUE(kept.entry);
     disk.assign(disk.size(), std::byte{0xEE});
     disk = before;
-    ASSERT_EQ(journal.close(std::move(*kept.entry)), 0U);
+    ASSERT_EQ(journal.close(std::move(*kept.entry)).error, 0U);
 }
 
 // The same, ending between the overwriting and the restoring.

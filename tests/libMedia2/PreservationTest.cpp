@@ -27,9 +27,11 @@ constexpr std::uint32_t count = 4;
 
 class DrivePreservation : public testing::Test {
 protected:
-    void begin(std::string const & members = {}) {
-        pc_ = std::make_unique<support::DiskPc>(std::vector<std::string>{
-            R"("serialNumber": "S1", "image": ")" + image_.whole() + R"(")" + (members.empty() ? "" : ", " + members)});
+    void begin(std::string const & members = {}, std::string const & membersOfPc = {}) {
+        pc_ = std::make_unique<support::DiskPc>(std::vector<std::string>{R"("serialNumber": "S1", "image": ")" +
+                                                                         image_.whole() + R"(")" +
+                                                                         (members.empty() ? "" : ", " + members)},
+                                                membersOfPc);
         preservation_.emplace(std::make_unique<MemoryStorage>(storage_));
         pass_.emplace(disk1);
         slot_ = support::openShared(disk1);
@@ -183,6 +185,31 @@ TEST_F(DrivePreservation, AnEntryThatCannotBeRemovedIsToldButTheRestoreHasSuccee
     EXPECT_TRUE(write(8, backup_));
     ASSERT_EQ(preservation_->debts().size(), 1U);
     EXPECT_EQ(preservation_->debts()[0].reason, Debt::Reason::NotClosed);
+    EXPECT_EQ(preservation_->debts()[0].file, "memory/backup-000001.undo");
+}
+
+TEST_F(DrivePreservation, AnEntryThatCannotBeRemovedIsLeftUnderAnotherName) {
+    begin();
+    read(8, backup_);
+    write(8, pattern_);
+    storage_->failsFrom = storage_->calls + 1;
+    storage_->failsTo = storage_->failsFrom;
+    EXPECT_TRUE(write(8, backup_));
+    EXPECT_EQ(storage_->names(), Lines{"backup-000001.done"});
+    ASSERT_EQ(preservation_->debts().size(), 1U);
+    EXPECT_EQ(preservation_->debts()[0].reason, Debt::Reason::NotClosed);
+    EXPECT_EQ(preservation_->debts()[0].file, "memory/backup-000001.done");
+}
+
+TEST_F(DrivePreservation, WithoutMemoryToReadItBackARestoreHasFailed) {
+    begin({}, R"("faults": [{"call": "allocate", "error": 8}])");
+    read(8, backup_);
+    write(8, pattern_);
+    EXPECT_FALSE(write(8, backup_));
+    EXPECT_EQ(kernel::GetLastError(), 8U);
+    ASSERT_EQ(preservation_->debts().size(), 1U);
+    EXPECT_EQ(preservation_->debts()[0].reason, Debt::Reason::Differs);
+    EXPECT_EQ(storage_->names().size(), 1U);
 }
 
 } // namespace

@@ -13,8 +13,8 @@ using support::DiskPc;
 namespace {
 
 // Whether the first disk is found to be protected, on a PC with these disks.
-bool isProtected(std::vector<std::string> const & disks) {
-    DiskPc const pc(disks);
+bool isProtected(std::vector<std::string> const & disks, std::string const & membersOfPc = {}) {
+    DiskPc const pc(disks, membersOfPc);
     bool const found = DeviceLockingManager(support::disk1).isBitLockerEnabledOnVolumes();
     EXPECT_EQ(kernel::openHandleCount(), 0U);
     return found;
@@ -60,6 +60,12 @@ TEST(BitLockerTest, ASectorThatCannotBeReadCountsAsProtected) {
         R"("faults": [{"call": "read", "firstSector": 2048, "lastSector": 2048, "error": 23}], )";
     EXPECT_TRUE(isProtected({unreadable + plain}));
     EXPECT_FALSE(isProtected({unreadable + R"("volumes": [{"firstSector": 2049, "sectorCount": 10000}])"}));
+}
+
+TEST(BitLockerTest, WithoutMemoryForASectorADiskCountsAsProtectedIfItHasVolumes) {
+    std::string const shortage = R"("faults": [{"call": "allocate", "error": 8}])";
+    EXPECT_TRUE(isProtected({plain}, shortage));
+    EXPECT_FALSE(isProtected({""}, shortage));
 }
 
 TEST(BitLockerTest, ADiskThatCannotBeAskedCountsAsProtectedIfItHasVolumes) {

@@ -1,5 +1,6 @@
 // What disks answer to I/O controls.
 #include "DiskFixture.h"
+#include "machine/StorageDescriptor.h"
 
 #include <cstring>
 
@@ -53,6 +54,74 @@ TEST(DiskControls, ADiskTellsItsNumber) {
     EXPECT_EQ(ask(*disk, numberCode, {}, 12).output, littleEndian32(7) + littleEndian32(7) + littleEndian32(0));
 }
 
+constexpr auto propertyCode = kernel::IOCTL_STORAGE_QUERY_PROPERTY;
+
+Bytes propertyQuery(std::uint32_t property = kernel::StorageDeviceProperty,
+                    std::uint32_t type = kernel::PropertyStandardQuery) {
+    return littleEndian32(property) + littleEndian32(type) + Bytes(4);
+}
+
+Bytes textBytes(std::string_view text) {
+    return Bytes(text.begin(), text.end()) + Bytes(1);
+}
+
+TEST(DiskControls, ADiskTellsItsModelAndSerialNumber) {
+    OneDisk pc(R"("name": "Example Stick", "serialNumber": "A1B2")");
+    Asked const answer = ask(*pc.open(queriesOnly), propertyCode, propertyQuery(), 64);
+    EXPECT_EQ(answer.error, 0U);
+    EXPECT_EQ(answer.returned, 59U);
+    EXPECT_EQ(answer.output, littleEndian32(40) + littleEndian32(59) + bytes({0, 0, 1, 0}) + littleEndian32(0) +
+                                 littleEndian32(40) + littleEndian32(0) + littleEndian32(54) + littleEndian32(7) +
+                                 littleEndian32(0) + Bytes(4) + textBytes("Example Stick") + textBytes("A1B2") +
+                                 Bytes(5, untouched));
+}
+
+TEST(DiskControls, WhatADiskDoesNotTellOfItselfHasNoPlace) {
+    OneDisk pc(R"("serialNumber": "", "removable": false, "media": "absent")");
+    EXPECT_EQ(ask(*pc.open(queriesOnly), propertyCode, propertyQuery(), 64).output,
+              littleEndian32(40) + littleEndian32(40) + Bytes(16) + Bytes(4) + littleEndian32(7) + Bytes(8) +
+                  Bytes(24, untouched));
+}
+
+TEST(DiskControls, APropertyIsToldAsFarAsThereIsRoom) {
+    OneDisk pc(R"("name": "Example Stick", "serialNumber": "A1B2")");
+    auto const disk = pc.open();
+    Bytes const whole = ask(*disk, propertyCode, propertyQuery(), 59).output;
+    for (std::size_t const size : {8U, 36U, 40U, 58U}) {
+        Asked const answer = ask(*disk, propertyCode, propertyQuery(), size);
+        EXPECT_EQ(answer.error, 0U) << size;
+        EXPECT_EQ(answer.returned, size);
+        EXPECT_EQ(answer.output, Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
+    }
+    EXPECT_EQ(ask(*disk, propertyCode, propertyQuery(), 7).error, 24U);
+}
+
+TEST(DiskControls, OtherPropertiesAreRefused) {
+    OneDisk pc;
+    auto const disk = pc.open();
+    EXPECT_EQ(ask(*disk, propertyCode, propertyQuery(1), 64).error, 1U);
+    EXPECT_EQ(ask(*disk, propertyCode, propertyQuery(0, 2), 64).error, 50U);
+    EXPECT_EQ(ask(*disk, propertyCode, Bytes(11), 64).error, 24U);
+    Asked const exists = ask(*disk, propertyCode, propertyQuery(0, kernel::PropertyExistsQuery), 64);
+    EXPECT_EQ(exists.error, 0U);
+    EXPECT_EQ(exists.returned, 0U);
+}
+
+TEST(DiskControls, WhatIsToldOfADiskCanBeRead) {
+    OneDisk pc(R"("name": "S\u00e9\u0000 1", "serialNumber": " \u00e92 ")");
+    Asked const answer = ask(*pc.open(), propertyCode, propertyQuery(), machine::storageDescriptorRoom);
+    auto const facts = machine::parseStorageDescriptor(std::as_bytes(std::span(answer.output)).first(answer.returned));
+    ASSERT_TRUE(facts.has_value());
+    EXPECT_EQ(facts->product, u"S 1");
+    EXPECT_EQ(facts->serialNumber, u"2");
+}
+
+TEST(DiskControls, TextsWithoutEndFitTheRoomForThem) {
+    std::string const text(100'000, 'x');
+    OneDisk pc(R"("name": ")" + text + R"(", "serialNumber": ")" + text + R"(")");
+    EXPECT_LE(ask(*pc.open(), propertyCode, propertyQuery(), 8192).returned, machine::storageDescriptorRoom);
+}
+
 TEST(DiskControls, AnOutputThatIsTooSmallStaysAsItIs) {
     OneDisk pc;
     auto const disk = pc.open();
@@ -98,6 +167,7 @@ INSTANTIATE_TEST_SUITE_P(Controls, DiskControlAccess,
                                          Needs{"Writable", kernel::IOCTL_DISK_IS_WRITABLE, false, false},
                                          Needs{"Verify", kernel::IOCTL_STORAGE_CHECK_VERIFY, true, false},
                                          Needs{"Number", numberCode, false, false},
+                                         Needs{"Property", propertyCode, false, false},
                                          Needs{"Load", kernel::IOCTL_STORAGE_LOAD_MEDIA, true, false},
                                          Needs{"Eject", kernel::IOCTL_STORAGE_EJECT_MEDIA, true, false},
                                          Needs{"PassThrough", kernel::IOCTL_SCSI_PASS_THROUGH, true, true}),

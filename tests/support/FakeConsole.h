@@ -34,6 +34,7 @@ public:
         columns_ = columns;
     }
     void requestStop() { stop_ = true; }
+    void stopAfterPolls(std::size_t polls) { pollsLeft_ = polls; }
     void stopWhenRead() { stopsWhenRead_ = true; } // Ctrl+C once somebody waits for input
     void loseOutputAfter(std::size_t writes) { writesLeft_ = writes; }
 
@@ -56,7 +57,13 @@ public:
     bool outputIsTerminal() const override { return isTerminal_; }
     bool inputIsTerminal() const override { return isTerminal_; }
     unsigned width() const override { return columns_; }
-    bool stopRequested() const override { return stop_; }
+    bool stopRequested() const override {
+        bool const isOver = pollsLeft_ == std::size_t{0};
+        if (pollsLeft_ && !isOver) {
+            --*pollsLeft_;
+        }
+        return stop_ || isOver;
+    }
 
     Input readLine(std::string & line, std::optional<std::chrono::milliseconds> limit) override {
         limits_.push_back(limit);
@@ -85,6 +92,7 @@ private:
     unsigned columns_ = 80;
     bool stop_ = false;
     bool stopsWhenRead_ = false;
+    mutable std::optional<std::size_t> pollsLeft_;
     std::optional<std::size_t> writesLeft_;
     std::size_t writes_ = 0;
     std::string output_;

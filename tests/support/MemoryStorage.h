@@ -28,6 +28,7 @@ public:
     int calls = 0;                // so far
     std::optional<int> failsFrom; // the n-th call, from 1
     std::optional<int> failsTo;   // and the last that fails; empty: for good
+    std::string failing;          // every call of that name fails, too
     std::uint32_t error = 1117;
     std::optional<std::uint64_t> room = std::uint64_t{1} << 40U;
     std::vector<std::string> done; // "create a", "write a", "sync a", "rename a b", "remove a", "syncNames"
@@ -75,7 +76,8 @@ private:
     // 0 when the call may go on.
     std::uint32_t count(std::string const & what) {
         ++calls;
-        if (failsFrom && calls >= *failsFrom && calls <= failsTo.value_or(calls)) {
+        if ((failsFrom && calls >= *failsFrom && calls <= failsTo.value_or(calls)) ||
+            (!failing.empty() && what.starts_with(failing))) {
             return error;
         }
         done.push_back(what);

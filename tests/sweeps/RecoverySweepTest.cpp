@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <string>
 #include <vector>
 
@@ -21,6 +23,7 @@ protected:
         EXPECT_EQ(run.notRestored, std::vector<std::uint64_t>{0});
         EXPECT_FALSE(pc_.changedSectors().empty());
         ASSERT_EQ(pc_.journalDisk().names().size(), 1U);
+        ASSERT_TRUE(pc_.isFolderNoted());
         owed_ = pc_.save();
     }
 
@@ -47,10 +50,13 @@ void PrintTo(Sweep const & sweep, std::ostream * stream) {
 
 class RecoverySweep : public OwedTest, public testing::WithParamInterface<Sweep> {};
 
+// Nothing waits for a transfer: the disk is not opened for overlapped I/O.
+constexpr std::array recoveryCalls{Call::Open,  Call::Control, Call::Lock,  Call::Read,   Call::Write,
+                                   Call::Flush, Call::Memory,  Call::Event, Call::Journal};
+
 std::vector<Sweep> recoverySweeps() {
     std::vector<Sweep> all;
-    for (Call const call :
-         {Call::Open, Call::Control, Call::Lock, Call::Read, Call::Write, Call::Flush, Call::Event, Call::Journal}) {
+    for (Call const call : recoveryCalls) {
         all.push_back({call, false});
         all.push_back({call, true});
     }
@@ -77,9 +83,11 @@ TEST_P(RecoverySweep, KeepsTheBackupUntilTheBytesAreBack) {
         }
         ++fired;
         EXPECT_TRUE(isBack() || isKept());
+        EXPECT_TRUE(pc_.isFolderNoted() || !isKept());
         if (struck.exitCode == 0) {
             EXPECT_TRUE(isBack());
             EXPECT_TRUE(pc_.journalDisk().names().empty());
+            EXPECT_TRUE(!pc_.isFolderNoted() || !struck.errors.empty()) << "nobody is told of the note";
         } else {
             EXPECT_FALSE(struck.errors.empty() && struck.recovered.empty()) << "nobody is told why";
         }
@@ -89,6 +97,14 @@ TEST_P(RecoverySweep, KeepsTheBackupUntilTheBytesAreBack) {
         EXPECT_TRUE(pc_.journalDisk().names().empty());
     }
     EXPECT_GT(fired, 0);
+}
+
+TEST_F(OwedTest, EveryKindOfCallOfARecoveryIsSwept) {
+    Outcome const healthy = pc_.call(recovering());
+    for (Call const call : allCalls) {
+        bool const isSwept = std::ranges::count(recoveryCalls, call) != 0;
+        EXPECT_EQ(healthy.calls->counted(call) != 0, isSwept) << nameOf(call);
+    }
 }
 
 // A disk to which something is owed is not written to, even when its backup cannot be read at that moment.

@@ -10,10 +10,12 @@
 #include "machine/simulated/DescriptionReader.h"
 #include "machine/simulated/SimulatedMachine.h"
 #include "support/FakeConsole.h"
+#include "support/StateFolder.h"
 #include "tkit5.h"
 #include "tkit5/Start.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <sstream>
 #include <stdexcept>
 
@@ -28,8 +30,9 @@ std::variant<Pc, PcError> openPc(std::optional<std::string> const &) {
 
 namespace journal {
 
-std::unique_ptr<Storage> folderStorage(std::string const &) {
-    return test::SweepPc::current().openJournal();
+std::unique_ptr<Storage> folderStorage(std::string const & folder) {
+    bool const isNamed = std::filesystem::path(folder).filename() == test::namedFolder;
+    return isNamed ? test::SweepPc::current().openJournal() : test::SweepPc::current().openUsualFolder();
 }
 
 FolderPlace placeOfFolder(std::string const &, std::string const &) {
@@ -60,6 +63,20 @@ std::string withoutNumbers(std::string const & text) {
     return result;
 }
 
+std::map<std::string, std::vector<std::byte>> filesOf(support::MemoryDisk & disk) {
+    std::map<std::string, std::vector<std::byte>> files;
+    for (std::string const & name : disk.names()) {
+        files[name] = disk.contents(name);
+    }
+    return files;
+}
+
+void putFiles(std::map<std::string, std::vector<std::byte>> const & files, support::MemoryDisk & disk) {
+    for (auto const & [name, bytes] : files) {
+        disk.put(name, bytes);
+    }
+}
+
 void readLine(Json const & line, Outcome & outcome) {
     std::string const type = line["type"];
     if (type == "event" && line["severity"] != "informative") {
@@ -77,6 +94,8 @@ void readLine(Json const & line, Outcome & outcome) {
         outcome.deviceResults.emplace_back(line["device"], line["result"]);
     } else if (type == "recovered") {
         outcome.recovered.push_back(line["outcome"]);
+    } else if (type == "otherFolder" && line["owed"].is_number()) {
+        outcome.owedElsewhere += line["owed"].get<std::size_t>();
     } else if (type == "runEnd" || type == "recoverEnd") {
         outcome.result = line["result"];
     }
@@ -135,6 +154,7 @@ SweepPc::SweepPc(Json description) : description_(std::move(description)) {
         throw std::logic_error("a test has two PCs");
     }
     onlyPc = this;
+    support::useOwnStateFolder(); // so that the system names one, which is never written to
     startAgain();
     tkit5::DiagModule::setVersion(6, 5, "000000001");
     tkit5::DiagModule::setModuleInitCallback(nuvrusb::moduleInit);
@@ -153,26 +173,26 @@ void SweepPc::startAgain() {
         bytes_->startAgain();
     }
     journal_ = std::make_shared<support::MemoryDisk>();
+    usual_ = std::make_shared<support::MemoryDisk>();
 }
 
 SweepPc::Saved SweepPc::save() const {
-    Saved saved{bytes_->now(), {}};
-    for (std::string const & name : journal_->names()) {
-        saved.journal[name] = journal_->contents(name);
-    }
-    return saved;
+    return {bytes_->now(), filesOf(*journal_), filesOf(*usual_)};
 }
 
 void SweepPc::load(Saved const & saved) {
     startAgain();
     bytes_->become(saved.bytes);
-    for (auto const & [name, bytes] : saved.journal) {
-        journal_->put(name, bytes);
-    }
+    putFiles(saved.journal, *journal_);
+    putFiles(saved.usual, *usual_);
 }
 
 std::vector<std::uint64_t> SweepPc::changedSectors() const {
     return bytes_ ? bytes_->changedSectors() : std::vector<std::uint64_t>();
+}
+
+bool SweepPc::isFolderNoted() const {
+    return std::ranges::any_of(usual_->names(), [](std::string const & name) { return name.ends_with(".txt"); });
 }
 
 std::unique_ptr<journal::Storage> SweepPc::journal() {
@@ -181,6 +201,10 @@ std::unique_ptr<journal::Storage> SweepPc::journal() {
 
 std::unique_ptr<journal::Storage> SweepPc::openJournal() {
     return std::make_unique<FaultyStorage>(journal(), calls_);
+}
+
+std::unique_ptr<journal::Storage> SweepPc::openUsualFolder() {
+    return std::make_unique<FaultyStorage>(std::make_unique<support::MemoryStorage>(usual_), calls_);
 }
 
 host::Pc SweepPc::boot() {

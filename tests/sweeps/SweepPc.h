@@ -23,6 +23,8 @@
 
 namespace test {
 
+inline constexpr char const * namedFolder = "kept"; // for the journal; every other folder is the usual one
+
 // What a host and a person saw of one command line.
 struct Outcome {
     int exitCode = -1;
@@ -31,6 +33,7 @@ struct Outcome {
     std::vector<std::string> events;                                // keys of warnings and errors
     std::vector<std::uint64_t> notRestored;                         // the first sector of each such event
     std::vector<std::string> recovered;                             // the outcome of each backup
+    std::size_t owedElsewhere = 0;                                  // backups in folders that were not named
     std::set<std::string> told; // events, log lines and lines of the error stream; "#" for each number
     std::string errors;
     std::shared_ptr<CallRecord> calls;
@@ -52,24 +55,27 @@ public:
 
     void describe(Json description) { description_ = std::move(description); } // from now on
 
-    // The disk's bytes and the journal, as they were at first.
+    // The disk's bytes and the folders for backups, as they were at first.
     void startAgain();
 
     // The same at another time.
     struct Saved {
         std::vector<std::byte> bytes;
         std::map<std::string, std::vector<std::byte>> journal;
+        std::map<std::string, std::vector<std::byte>> usual;
     };
     Saved save() const;
     void load(Saved const & saved);
 
     std::vector<std::uint64_t> changedSectors() const;
     support::MemoryDisk & journalDisk() { return *journal_; }
+    bool isFolderNoted() const;                  // so that later commands look into the one that was named
     std::unique_ptr<journal::Storage> journal(); // without a fault
 
-    // For the program: its PC, and its journal.
+    // For the program: its PC, the folder that was named for its journal, and the usual one.
     host::Pc boot();
     std::unique_ptr<journal::Storage> openJournal();
+    std::unique_ptr<journal::Storage> openUsualFolder();
 
 private:
     class Bytes;
@@ -77,6 +83,7 @@ private:
     Json description_;
     std::shared_ptr<Bytes> bytes_; // of the disk on a root port
     std::shared_ptr<support::MemoryDisk> journal_;
+    std::shared_ptr<support::MemoryDisk> usual_;
     std::shared_ptr<CallRecord> calls_;
     std::vector<machine::ScriptedUser::Answer> answers_;
 };

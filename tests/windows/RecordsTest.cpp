@@ -10,7 +10,6 @@ namespace {
 
 using machine::windows::Bytes;
 using machine::windows::parseDiskNumbers;
-using machine::windows::parseStorageDescriptor;
 using machine::windows::registryText;
 using machine::windows::registryTexts;
 
@@ -45,41 +44,6 @@ TEST(WindowsRecords, ListEndsAtTheEmptyText) {
     EXPECT_EQ(registryTexts(bytesOf(u"USB\\VID_0781\0USB\\COMPOSITE"sv)), expected);
     EXPECT_TRUE(registryTexts(bytesOf(u"\0\0"sv)).empty());
     EXPECT_TRUE(registryTexts({}).empty());
-}
-
-std::vector<std::byte> storageDescriptor(std::string_view serialNumber) {
-    std::vector<std::byte> record(40 + serialNumber.size());
-    record[10] = std::byte{1};
-    put(record, 24, 40);
-    put(record, 28, machine::windows::busUsb);
-    std::memcpy(record.data() + 40, serialNumber.data(), serialNumber.size());
-    return record;
-}
-
-TEST(WindowsRecords, StorageDescriptorTellsBusRemovalAndSerialNumber) {
-    auto const facts = parseStorageDescriptor(storageDescriptor("  4C530001 2\0rest"sv));
-    ASSERT_TRUE(facts.has_value());
-    EXPECT_EQ(facts->bus, machine::windows::busUsb);
-    EXPECT_TRUE(facts->isRemovable);
-    EXPECT_EQ(facts->serialNumber, u"4C530001 2");
-}
-
-TEST(WindowsRecords, SerialNumberWithoutATerminatorEndsWithTheRecord) {
-    EXPECT_EQ(parseStorageDescriptor(storageDescriptor("ABC"))->serialNumber, u"ABC");
-}
-
-TEST(WindowsRecords, SerialNumberOutsideTheRecordIsNone) {
-    for (std::uint32_t const offset : {0U, 8U, 43U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
-        auto record = storageDescriptor("ABC");
-        put(record, 24, offset);
-        EXPECT_EQ(parseStorageDescriptor(record)->serialNumber, u"") << offset;
-    }
-}
-
-TEST(WindowsRecords, ShortStorageDescriptorTellsNothing) {
-    auto const record = storageDescriptor("");
-    EXPECT_FALSE(parseStorageDescriptor(Bytes(record).first(35)).has_value());
-    EXPECT_FALSE(parseStorageDescriptor({}).has_value());
 }
 
 std::vector<std::byte> extents(std::uint32_t count, std::vector<std::uint32_t> const & disks) {

@@ -114,12 +114,16 @@ private:
         DiskFacts facts = std::move(disk.facts);
         facts.number = disk.number ? *disk.number : counters_.nextDiskNumber();
         facts.inMemory = disk.store == nullptr;
-        facts.serialNumber = disk.serialNumber.value_or(deviceSerialNumber);
+        if (!disk.serialNumber) {
+            disk.serialNumber = deviceSerialNumber;
+        }
+        facts.serialNumber = *disk.serialNumber;
+        facts.product = disk.name;
 
         DeviceNode node;
         node.instanceId = std::move(disk.instanceId);
         node.driverKey = counters_.nextDiskKey();
-        node.friendlyName = std::move(disk.name);
+        node.friendlyName = disk.name;
         node.description = u"Disk drive";
         node.interfacePath = diskPath(facts.number);
         node.hidden = disk.hidden;

@@ -1,5 +1,6 @@
 #include "DiskAnswers.h"
 
+#include "DiskProperties.h"
 #include "kernel/Files.h"
 #include "kernel/StorageRecords.h"
 
@@ -166,6 +167,8 @@ DiskAnswer answerOfDisk(DiskState & disk, Duration now, OpenedFor const & opened
         return struck(disk.strike(DiskCall::Load), done());
     case kernel::IOCTL_STORAGE_GET_DEVICE_NUMBER:
         return record(kernel::STORAGE_DEVICE_NUMBER{kernel::FILE_DEVICE_DISK, disk.number(), 0}, output);
+    case kernel::IOCTL_STORAGE_QUERY_PROPERTY:
+        return {.transfer = answerOfProperty(disk, input, output)};
     case kernel::IOCTL_SCSI_PASS_THROUGH:
         return passThrough(disk, now, input, output);
     default:

@@ -150,7 +150,8 @@ Started refused(Clock & clock, std::uint32_t error) {
 }
 
 bool isUnaligned(OpenedFor const & opened, void const * buffer, std::uint32_t sectorSize) {
-    return opened.unbuffered && reinterpret_cast<std::uintptr_t>(buffer) % sectorSize != 0;
+    std::uint32_t const alignment = sectorSize & (~sectorSize + 1); // the largest power of two in it
+    return opened.unbuffered && reinterpret_cast<std::uintptr_t>(buffer) % alignment != 0;
 }
 
 // Windows keeps raw writes out of the volumes that it has mounted, unless they are locked.

@@ -5,6 +5,7 @@
 #include "LiveFile.h"
 #include "Records.h"
 #include "Wide.h"
+#include "machine/StorageDescriptor.h"
 #include "machine/Text.h"
 
 #include <windows.h>
@@ -153,10 +154,11 @@ DiskFacts DiskQueries::factsOf(std::u16string_view path) const {
     STORAGE_PROPERTY_QUERY query{};
     query.PropertyId = StorageDeviceProperty;
     query.QueryType = PropertyStandardQuery;
-    std::vector<std::byte> descriptor(4096);
+    std::vector<std::byte> descriptor(storageDescriptorRoom);
     if (disk.ask(IOCTL_STORAGE_QUERY_PROPERTY, std::as_bytes(std::span(&query, 1)), descriptor) == ERROR_SUCCESS) {
         if (auto storage = parseStorageDescriptor(descriptor)) {
             facts.serialNumber = std::move(storage->serialNumber);
+            facts.product = std::move(storage->product);
             askSecurity(path, storage->bus, storage->isRemovable, facts);
         }
     }
@@ -165,8 +167,8 @@ DiskFacts DiskQueries::factsOf(std::u16string_view path) const {
 
 void DiskQueries::askSecurity(std::u16string_view path, std::uint32_t bus, bool isRemovable, DiskFacts & facts) const {
     // Sticks and card readers are no ATA disks, and some of them hang on a command that they do not know.
-    bool const behindBridge = bus == busUsb && !isRemovable;
-    if (!behindBridge && bus != busAta && bus != busSata) {
+    bool const behindBridge = bus == BusTypeUsb && !isRemovable;
+    if (!behindBridge && bus != BusTypeAta && bus != BusTypeSata) {
         return;
     }
     AtaPath const way = behindBridge ? AtaPath::Bridge : AtaPath::Direct;

@@ -144,7 +144,11 @@ Result<StoredBytes> openFile(fs::path const & path) {
 }
 
 std::uint32_t renameFile(fs::path const & from, fs::path const & to) {
-    return MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH) != FALSE ? ERROR_SUCCESS : GetLastError();
+    if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH) != FALSE) {
+        return ERROR_SUCCESS;
+    }
+    DWORD const error = GetLastError();
+    return error == ERROR_ALREADY_EXISTS ? fileExists : error;
 }
 
 std::uint32_t removeFile(fs::path const & path) {

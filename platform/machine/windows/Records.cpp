@@ -21,33 +21,10 @@ std::u16string unitsOf(Bytes value) {
     return units;
 }
 
-// Fields of STORAGE_DEVICE_DESCRIPTOR, by their place in the record.
-constexpr std::size_t removableMediaAt = 10;
-constexpr std::size_t serialNumberOffsetAt = 24;
-constexpr std::size_t busTypeAt = 28;
-constexpr std::size_t fixedSize = 36;
-
 std::uint32_t numberAt(Bytes record, std::size_t offset) {
     std::uint32_t number = 0;
     std::memcpy(&number, record.data() + offset, sizeof number);
     return number;
-}
-
-bool isSerialNumber(char16_t unit) {
-    return unit > u' ' && unit < u'\x7F';
-}
-
-std::u16string narrowText(Bytes record, std::size_t offset) {
-    std::u16string text;
-    for (std::size_t at = offset; at < record.size() && record[at] != std::byte{}; ++at) {
-        text.push_back(static_cast<char16_t>(std::to_integer<unsigned>(record[at])));
-    }
-    auto const first = std::ranges::find_if(text, isSerialNumber);
-    text.erase(text.begin(), first);
-    while (!text.empty() && !isSerialNumber(text.back())) {
-        text.pop_back();
-    }
-    return text;
 }
 
 } // namespace
@@ -67,20 +44,6 @@ std::vector<std::u16string> registryTexts(Bytes value) {
         rest.remove_prefix(std::min(rest.size(), text.size() + 1));
     }
     return texts;
-}
-
-std::optional<StorageFacts> parseStorageDescriptor(Bytes record) {
-    if (record.size() < fixedSize) {
-        return std::nullopt;
-    }
-    StorageFacts facts;
-    facts.bus = numberAt(record, busTypeAt);
-    facts.isRemovable = record[removableMediaAt] != std::byte{};
-    std::uint32_t const serialNumberAt = numberAt(record, serialNumberOffsetAt);
-    if (serialNumberAt >= fixedSize) { // 0, or -1 of some drivers, stands for none
-        facts.serialNumber = narrowText(record, serialNumberAt);
-    }
-    return facts;
 }
 
 std::vector<std::uint32_t> parseDiskNumbers(Bytes record) {

@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -18,17 +17,6 @@ std::u16string registryText(Bytes value);
 
 // A list of texts of the registry. An empty text ends it.
 std::vector<std::u16string> registryTexts(Bytes value);
-
-// What STORAGE_DEVICE_DESCRIPTOR tells of a disk.
-struct StorageFacts {
-    std::uint32_t bus = 0; // STORAGE_BUS_TYPE
-    bool isRemovable = false;
-    std::u16string serialNumber; // without the blanks around it
-};
-inline constexpr std::uint32_t busAta = 3;
-inline constexpr std::uint32_t busUsb = 7;
-inline constexpr std::uint32_t busSata = 11;
-std::optional<StorageFacts> parseStorageDescriptor(Bytes record);
 
 // The numbers of the disks in a VOLUME_DISK_EXTENTS record, as far as the record goes.
 std::vector<std::uint32_t> parseDiskNumbers(Bytes record);

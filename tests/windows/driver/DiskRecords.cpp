@@ -1,11 +1,9 @@
 #include "DiskRecords.h"
 
 #include "kernel/StorageRecords.h"
-#include "machine/Text.h"
 
 #include <cstdint>
 #include <cstring>
-#include <string>
 
 namespace livepc {
 
@@ -16,25 +14,6 @@ template <class Value> void put(std::vector<std::byte> & record, std::size_t at,
 }
 
 } // namespace
-
-std::vector<std::byte> storageDescriptor(machine::DiskFacts const & disk) {
-    constexpr std::uint32_t fixedSize = 40;
-    constexpr std::size_t removableAt = 10;
-    constexpr std::size_t serialNumberOffsetAt = 24;
-    constexpr std::size_t busAt = 28;
-    constexpr std::uint32_t busUsb = 7;
-    std::string const serialNumber = machine::toUtf8(disk.serialNumber);
-    std::vector<std::byte> record(fixedSize + serialNumber.size() + 1);
-    put(record, 0, fixedSize);
-    put(record, 4, static_cast<std::uint32_t>(record.size()));
-    record[removableAt] = disk.reportsAtaSecurity ? std::byte{0} : std::byte{1};
-    put(record, busAt, busUsb);
-    if (!serialNumber.empty()) {
-        put(record, serialNumberOffsetAt, fixedSize);
-        std::memcpy(record.data() + fixedSize, serialNumber.data(), serialNumber.size());
-    }
-    return record;
-}
 
 std::vector<std::byte> answerToIdentify(machine::DiskFacts const & disk, std::span<std::byte const> request) {
     constexpr std::uint8_t ataPassThrough16 = 0x85;

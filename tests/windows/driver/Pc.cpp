@@ -19,8 +19,6 @@ using machine::Duration;
 // What takes as long as that is not answered at all.
 constexpr Duration never = std::chrono::hours(1);
 
-constexpr std::uint32_t queryProperty = 0x002D1400; // IOCTL_STORAGE_QUERY_PROPERTY
-
 // How a file is opened, as the kernel has it.
 constexpr std::uint32_t optionWriteThrough = 0x2;
 constexpr std::uint32_t optionUnbuffered = 0x8;
@@ -150,8 +148,7 @@ machine::DiskFacts const * Pc::diskBelow(File & file) const {
 
 // What described disks do not answer, since it is part of their facts there.
 bool Pc::answerFromFacts(ForwarderRequest const & request, File & file, std::span<std::byte const> input) {
-    if (request.code != queryProperty && request.code != kernel::IOCTL_DISK_IS_WRITABLE &&
-        request.code != kernel::IOCTL_SCSI_PASS_THROUGH) {
+    if (request.code != kernel::IOCTL_DISK_IS_WRITABLE && request.code != kernel::IOCTL_SCSI_PASS_THROUGH) {
         return false;
     }
     machine::DiskFacts const * const disk = diskBelow(file);
@@ -164,8 +161,7 @@ bool Pc::answerFromFacts(ForwarderRequest const & request, File & file, std::spa
         }
         return disk->hasReadOnlyVolume;
     }
-    std::vector<std::byte> record =
-        request.code == queryProperty ? storageDescriptor(*disk) : answerToIdentify(*disk, input);
+    std::vector<std::byte> record = answerToIdentify(*disk, input);
     if (record.empty()) {
         return false;
     }

@@ -1,0 +1,44 @@
+// What lies in all folders that may hold backups: that of the command, the usual one, and those that are noted there.
+#pragma once
+
+#include "Options.h"
+#include "journal/Journal.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tkit5 {
+
+struct PlaceSurvey {
+    std::optional<std::string> named; // what --journal takes to look there; empty for the usual folder
+    std::string folder;               // UTF-8
+    bool isNoted = false;             // known only by the note of a run that was cut short
+    journal::Survey survey;
+};
+
+// The command's own folder; empty when there is none.
+std::optional<PlaceSurvey> surveyOwnPlace(Options const & options);
+
+struct OtherPlaces {
+    std::vector<PlaceSurvey> places;
+    std::string unknown;              // why there may be more of them; empty when there are not
+    std::vector<std::string> damaged; // notes that name no folder any more, with their paths
+};
+OtherPlaces surveyOtherPlaces(Options const & options);
+
+// Sentences for people; empty when there is nothing to say.
+
+// Why nobody can tell what is owed there: the folder, or a backup in it, cannot be read now.
+std::string whyUnknown(PlaceSurvey const & place);
+// That nothing is left where a run that was cut short has kept backups, so that it may be another disk's folder.
+std::string whyNothingThere(PlaceSurvey const & place, Options const & options);
+std::string textOfDamagedNote(std::string const & path);
+// That a note could not be removed, or that nobody knew whether it may be.
+std::string textOfKeptNote(std::string const & usual, std::uint32_t error);
+
+// True for the errors of a folder that is not there, as when its disk is not connected.
+bool isMissing(std::uint32_t error);
+
+} // namespace tkit5

@@ -1,0 +1,274 @@
+// Runs that keep their backups in a folder that was named, and who finds what is owed there.
+#include "RecoverFixture.h"
+
+#include "tkit5/Start.h"
+
+#include <nlohmann/json.hpp>
+
+#include <fstream>
+#include <sstream>
+#include <utility>
+
+namespace test {
+namespace {
+
+class OtherFolders : public Recover {
+protected:
+    OtherFolders() : named_(journal_.parent_path() / "named") {}
+
+    static std::string utf8(fs::path const & path) {
+        std::u8string const text = path.u8string();
+        return {text.begin(), text.end()};
+    }
+    static std::vector<std::string> journalIn(fs::path const & folder, std::vector<std::string> more = {}) {
+        more.insert(more.end(), {"--journal", utf8(folder)});
+        return more;
+    }
+    // The command that puts back what is owed in a folder.
+    static std::string commandFor(fs::path const & folder) {
+        return "'nuvrusb recover --journal \"" + utf8(fs::weakly_canonical(folder)) + "\"";
+    }
+    CliResult devices() const { return runCli({"devices", "--machine", pc()}); }
+    CliResult recoverIn(fs::path const & folder, std::vector<std::string> more = {}) const {
+        more.emplace_back("--allow-destructive");
+        return runCli(recoverOn(pc(), journalIn(folder, std::move(more))));
+    }
+    void expectFoundIn(fs::path const & folder) {
+        std::string const command = commandFor(folder);
+        EXPECT_TRUE(contains(devices().errors, command)) << devices().errors;
+        auto const recover = runCli(recoverOn(pc()));
+        EXPECT_EQ(recover.code, 0);
+        EXPECT_TRUE(contains(recover.output, ": 1. " + command)) << recover.output;
+    }
+
+    static constexpr char const * nobodyKnows_ = "no later one will know";
+    static constexpr char const * nothingThere_ = "was cut short, and there are none now";
+    fs::path named_;
+};
+
+TEST_F(OtherFolders, ARunNotesItsFolderAsLongAsItMayOweSomething) {
+    std::vector<std::string> during;
+    beforeRestore_ = [&] { during = notes(); };
+    auto const result = runCli(runOn(pc(), journalIn(named_)));
+    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(during.size(), 1U);
+    EXPECT_TRUE(notes().empty());
+    EXPECT_TRUE(filesIn(named_).empty());
+}
+
+TEST_F(OtherFolders, WhatIsOwedThereIsFoundByWhoDoesNotNameIt) {
+    runCutShort(pc(), journalIn(named_));
+    EXPECT_TRUE(backups().empty());
+    EXPECT_EQ(filesIn(named_), std::vector<std::string>{"backup-000001.undo"});
+    expectFoundIn(named_);
+    EXPECT_TRUE(contains(runCli({"run", "WholeBus", "--machine", pc()}).errors, commandFor(named_)));
+    calls().devices.clear();
+    for (auto const & more : {std::vector<std::string>{}, {"--no-journal"}, journalIn(journal_.parent_path() / "b")}) {
+        auto const refused = runCli(runOn(pc(), more));
+        EXPECT_EQ(refused.code, 6);
+        EXPECT_TRUE(contains(refused.errors, "Put it back with " + commandFor(named_))) << refused.errors;
+        EXPECT_TRUE(calls().devices.empty());
+    }
+
+    EXPECT_EQ(recoverIn(named_).code, 0);
+    EXPECT_TRUE(isAsBefore());
+    EXPECT_TRUE(notes().empty());
+    EXPECT_EQ(devices().errors, "");
+}
+
+TEST_F(OtherFolders, WhatIsOwedInTheUsualFolderIsFoundByWhoNamesAnother) {
+    runCutShort(pc());
+    auto const refused = runCli(runOn(pc(), journalIn(named_)));
+    EXPECT_EQ(refused.code, 6);
+    EXPECT_TRUE(contains(refused.errors, "Put it back with 'nuvrusb recover --machine")) << refused.errors;
+    EXPECT_TRUE(contains(recoverIn(named_).output, ": 1. 'nuvrusb recover --machine"));
+    EXPECT_FALSE(isAsBefore());
+    EXPECT_TRUE(notes().empty());
+}
+
+TEST_F(OtherFolders, AHostReadsWhereElseSomethingIsOwed) {
+    runCutShort(pc(), journalIn(named_));
+    fs::create_directory(journal_ / "folder-00000000-1.txt"); // a note that cannot be read
+    auto const result = runCli(recoverOn(pc(), {"--format", "jsonl"}));
+    keepForSchemaCheck(result.output);
+    std::vector<nlohmann::json> lines;
+    std::istringstream stream(result.output);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(nlohmann::json::parse(line));
+    }
+    ASSERT_EQ(lines.size(), 3U);
+    EXPECT_EQ(lines[0]["type"], "otherFolder");
+    EXPECT_EQ(lines[0]["folder"], utf8(fs::weakly_canonical(named_)));
+    EXPECT_EQ(lines[0]["owed"], 1);
+    EXPECT_TRUE(contains(lines[0]["text"], commandFor(named_)));
+    EXPECT_EQ(lines[1]["type"], "otherFolder");
+    EXPECT_TRUE(lines[1]["folder"].is_null());
+    EXPECT_TRUE(lines[1]["owed"].is_null());
+    EXPECT_EQ(lines[2]["type"], "recoverEnd");
+}
+
+TEST_F(OtherFolders, AFolderIsFoundFromWhereverItWasNamed) {
+    std::string const relative = utf8(fs::proximate(named_));
+    ASSERT_TRUE(fs::path(relative).is_relative());
+    runCutShort(pc(), {"--journal", relative + "/"});
+    expectFoundIn(named_);
+    EXPECT_EQ(recoverIn(named_).code, 0);
+    EXPECT_TRUE(isAsBefore());
+    EXPECT_TRUE(notes().empty());
+}
+
+TEST_F(OtherFolders, ANameInAnyScriptIsFound) {
+    named_ = journal_.parent_path() / fs::path(u8"Gr\u00FC\u00DFe \u65E5\u672C");
+    runCutShort(pc(), journalIn(named_));
+    expectFoundIn(named_);
+    EXPECT_EQ(recoverIn(named_).code, 0);
+    EXPECT_TRUE(isAsBefore());
+    EXPECT_TRUE(notes().empty());
+}
+
+TEST_F(OtherFolders, EachOfTwoFoldersIsFoundUntilItIsSettled) {
+    fs::path const second = journal_.parent_path() / "second";
+    runCutShort(pc(), journalIn(named_));
+    runCutShort(pc(R"("serialNumber": "S2")"), journalIn(second));
+    EXPECT_EQ(notes().size(), 2U);
+    expectFoundIn(named_);
+    expectFoundIn(second);
+    EXPECT_EQ(recoverIn(named_).code, 0);
+    EXPECT_EQ(notes().size(), 1U);
+    expectFoundIn(second);
+    EXPECT_FALSE(contains(devices().errors, commandFor(named_)));
+}
+
+TEST_F(OtherFolders, TheUsualFolderIsNoOtherOneWhenItIsNamed) {
+    runCutShort(pc(), {"--journal", utf8(journal_ / ".." / "nuvrusb")});
+    EXPECT_TRUE(notes().empty());
+    EXPECT_EQ(backups().size(), 1U);
+    auto const result = recoverIn(journal_);
+    EXPECT_EQ(result.code, 0);
+    EXPECT_FALSE(contains(result.output, "owed in")) << result.output;
+    EXPECT_TRUE(isAsBefore());
+}
+
+// As when its disk is not connected, or not mounted.
+TEST_F(OtherFolders, AFolderWhereNothingIsLeftIsNotForgotten) {
+    runCutShort(pc(), journalIn(named_));
+    fs::path const away = journal_.parent_path() / "away";
+    fs::rename(named_, away);
+    for (bool const isThere : {false, true}) {
+        if (isThere) {
+            fs::create_directory(named_);
+        }
+        EXPECT_TRUE(contains(devices().errors, nothingThere_)) << devices().errors;
+        auto const recover = runCli(recoverOn(pc(), {"--allow-destructive"}));
+        EXPECT_EQ(recover.code, 0);
+        EXPECT_TRUE(contains(recover.errors, nothingThere_)) << recover.errors;
+        EXPECT_EQ(recoverIn(named_).code, 0);
+        EXPECT_EQ(recoverIn(named_, {"--discard", "--dry-run"}).code, 0);
+        EXPECT_EQ(runCli(runOn(pc(R"("serialNumber": "S2")"))).code, 0);
+        EXPECT_EQ(notes().size(), 1U);
+    }
+    fs::remove(named_);
+    fs::rename(away, named_);
+    expectFoundIn(named_);
+}
+
+TEST_F(OtherFolders, AFolderThatIsGivenUpIsForgotten) {
+    runCutShort(pc(), journalIn(named_));
+    fs::remove_all(named_);
+    EXPECT_EQ(recoverIn(named_, {"--discard"}).code, 0);
+    EXPECT_TRUE(notes().empty());
+    EXPECT_EQ(devices().errors, "");
+
+    runCutShort(pc(), journalIn(named_));
+    EXPECT_EQ(recoverIn(named_, {"--discard"}).code, 0);
+    EXPECT_TRUE(notes().empty());
+}
+
+TEST_F(OtherFolders, AFolderThatOwesMoreIsNotForgotten) {
+    pieces_ = {8, 20};
+    runCutShort(pc(), journalIn(named_));
+    std::fstream(named_ / "backup-000001.undo", std::ios::binary | std::ios::in | std::ios::out).seekp(5000) << 'x';
+    EXPECT_EQ(recoverIn(named_).code, 1);
+    EXPECT_EQ(filesIn(named_).size(), 1U);
+    expectFoundIn(named_);
+}
+
+TEST_F(OtherFolders, ADamagedNoteIsToldAndStopsNothing) {
+    runCutShort(pc(), journalIn(named_));
+    ASSERT_EQ(notes().size(), 1U);
+    fs::path const note = journal_ / notes().front();
+    std::ofstream(note) << "something else";
+    EXPECT_TRUE(contains(devices().errors, utf8(note) + " is damaged")) << devices().errors;
+    EXPECT_TRUE(contains(runCli(recoverOn(pc())).errors, utf8(note) + " is damaged"));
+    EXPECT_EQ(runCli(runOn(pc())).code, 0);
+    EXPECT_EQ(recoverIn(named_).code, 0);
+    EXPECT_EQ(notes().size(), 1U);
+}
+
+TEST_F(OtherFolders, NothingIsWrittenWhileANoteCannotBeRead) {
+    fs::create_directories(journal_ / "folder-00000000-1.txt");
+    for (auto const & more : {std::vector<std::string>{}, journalIn(named_)}) {
+        auto const refused = runCli(runOn(pc(), more));
+        EXPECT_EQ(refused.code, 6);
+        EXPECT_TRUE(contains(refused.errors, "folder-00000000-1.txt, where backups may be, cannot be read"))
+            << refused.errors;
+    }
+    EXPECT_TRUE(calls().devices.empty());
+    EXPECT_TRUE(contains(devices().errors, "cannot be read"));
+    EXPECT_TRUE(contains(runCli(recoverOn(pc())).errors, "So it is not known what is owed elsewhere"));
+}
+
+TEST_F(OtherFolders, NothingIsWrittenWhileAFolderCannotBeRead) {
+    fs::create_directories(journal_.parent_path());
+    std::error_code failure;
+    fs::create_directory_symlink(journal_, journal_, failure); // which leads nowhere
+    if (failure) {
+        GTEST_SKIP() << "this user cannot make symbolic links: " << failure.message();
+    }
+    auto const refused = runCli(runOn(pc(), journalIn(named_)));
+    EXPECT_EQ(refused.code, 6);
+    EXPECT_TRUE(contains(refused.errors, "The backups in " + utf8(journal_) + " cannot be read")) << refused.errors;
+    EXPECT_TRUE(contains(recoverIn(named_).errors, "So it is not known what is owed there"));
+    fs::remove(journal_);
+
+    runCutShort(pc(), journalIn(named_));
+    std::string const folder = utf8(fs::weakly_canonical(named_));
+    fs::remove_all(named_);
+    fs::create_directory_symlink(named_, named_);
+    calls().devices.clear();
+    auto const alsoRefused = runCli(runOn(pc()));
+    EXPECT_EQ(alsoRefused.code, 6);
+    EXPECT_TRUE(contains(alsoRefused.errors, "The backups in " + folder + " cannot be read")) << alsoRefused.errors;
+    EXPECT_TRUE(calls().devices.empty());
+    EXPECT_EQ(recoverIn(named_, {"--discard"}).code, 6);
+    EXPECT_EQ(notes().size(), 1U);
+}
+
+TEST_F(OtherFolders, WhereNothingCanBeNotedARunSaysSoAndGoesOn) {
+    fs::create_directories(journal_.parent_path());
+    std::ofstream(journal_) << "in the way";
+    auto const result = runCli(runOn(pc(), journalIn(named_)));
+    EXPECT_EQ(result.code, 0);
+    EXPECT_TRUE(contains(result.errors, nobodyKnows_)) << result.errors;
+    EXPECT_TRUE(contains(result.errors, utf8(journal_) + " cannot be written to")) << result.errors;
+    EXPECT_TRUE(isAsBefore());
+}
+
+TEST_F(OtherFolders, WithoutAUsualFolderARunSaysSoAndGoesOn) {
+    std::vector<std::string> const arguments = runOn(pc(), journalIn(named_));
+    runCli({"tests"}); // declares them
+    for (char const * const variable : {"XDG_STATE_HOME", "HOME", "LOCALAPPDATA"}) {
+        support::setEnvironment(variable, "");
+    }
+    FakeConsole console;
+    EXPECT_EQ(tkit5::runCommandLine(arguments, console), 0) << console.errors();
+    EXPECT_TRUE(contains(console.errors(), nobodyKnows_)) << console.errors();
+    EXPECT_TRUE(isAsBefore());
+    FakeConsole recovering;
+    EXPECT_EQ(tkit5::runCommandLine(recoverOn(pc(), journalIn(named_)), recovering), 0) << recovering.errors();
+    EXPECT_EQ(recovering.errors(), "");
+}
+
+} // namespace
+} // namespace test

@@ -1,0 +1,180 @@
+// A drive that preserves data, on a disk that may be another one than the device tree tells of.
+#include "journal/Journal.h"
+#include "journal/Preservation.h"
+#include "libMedia2.h"
+#include "support/DiskPc.h"
+#include "support/MemoryStorage.h"
+#include "support/StoredDisk.h"
+#include "support/SwappedPc.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+
+namespace {
+
+using libMedia2::OSDrive;
+using support::disk1;
+using support::MemoryDisk;
+using support::MemoryStorage;
+using support::Pages;
+using Lines = std::vector<std::string>;
+
+constexpr std::uint32_t sectorSize = 512;
+constexpr std::uint32_t count = 4;
+
+struct Told {
+    std::string serialNumber;
+    std::string model = "Stick";
+};
+
+std::unique_ptr<machine::Machine> pcWith(Told const & disk) {
+    return support::pcWithStored(std::make_shared<support::StoredBytes>(64 * sectorSize), sectorSize,
+                                 R"("serialNumber": ")" + disk.serialNumber + R"(", "name": ")" + disk.model + '"');
+}
+
+class SwappedDisk : public testing::Test {
+protected:
+    void begin(Told const & before, Told const & now) {
+        pc_ = std::make_unique<support::SwappedPc>(pcWith(before), pcWith(now));
+        inUse_.emplace(*pc_);
+        preservation_.emplace(std::make_unique<MemoryStorage>(storage_));
+        pass_.emplace(disk1);
+        slot_ = support::openShared(disk1);
+        drive_ = std::make_unique<OSDrive>(slot_, nullptr);
+    }
+    ~SwappedDisk() override {
+        drive_.reset();
+        slot_.release();
+        pass_.reset();
+    }
+
+    bool backUp() { return drive_->readSector(8, count, backup_.data(), backup_.size()); }
+    bool overwrite() { return drive_->writeSector(8, count, pattern_.data(), pattern_.size()); }
+    bool restore() { return drive_->writeSector(8, count, backup_.data(), backup_.size()); }
+    journal::DiskIdentity ofOnlyBackup() {
+        pass_.reset();
+        MemoryStorage storage(storage_);
+        auto const found = journal::survey(storage).entries;
+        return found.size() == 1 ? found[0].entry.disk : journal::DiskIdentity();
+    }
+
+    std::shared_ptr<MemoryDisk> storage_ = std::make_shared<MemoryDisk>();
+    std::unique_ptr<support::SwappedPc> pc_;
+    std::optional<machine::InUse> inUse_;
+    std::optional<journal::Preservation> preservation_;
+    std::optional<journal::PassGuard> pass_;
+    nuv::SharedFileHandle slot_;
+    std::unique_ptr<OSDrive> drive_;
+    Pages backup_{std::size_t{count} * sectorSize};
+    Pages pattern_{std::size_t{count} * sectorSize, 0xEE};
+};
+
+TEST_F(SwappedDisk, IsNotBackedUpAsTheOneThatWasThere) {
+    for (Told const & now : {Told{"S2"}, Told{""}, Told{"S1", "Other"}}) {
+        SCOPED_TRACE(now.serialNumber + ", " + now.model);
+        begin({"S1"}, now);
+        kernel::SetLastError(42);
+        EXPECT_FALSE(backUp());
+        EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_MEDIA_CHANGED);
+        EXPECT_EQ(drive_->lastErrorType(), libMedia2::Drive::Other);
+        EXPECT_TRUE(storage_->names().empty());
+        drive_.reset();
+        slot_.release();
+        pass_.reset();
+    }
+}
+
+TEST_F(SwappedDisk, OneWithASerialNumberIsNotOneWithout) {
+    begin({""}, {"S1"});
+    EXPECT_FALSE(backUp());
+    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_MEDIA_CHANGED);
+}
+
+TEST_F(SwappedDisk, TheSameDiskIsKnownAgainWhateverItsTexts) {
+    Told const disk{R"( S\u00e91\u0000 2 )", R"(St\u00ef ck )"};
+    begin(disk, disk);
+    kernel::SetLastError(42);
+    EXPECT_TRUE(backUp());
+    EXPECT_EQ(kernel::GetLastError(), 42U);
+    EXPECT_EQ(storage_->names(), Lines{"backup-000001.undo"});
+}
+
+TEST_F(SwappedDisk, TextsWithoutEndAreKnownAgain) {
+    std::string const text(5000, 'x');
+    begin({text, text}, {text, text});
+    EXPECT_TRUE(backUp());
+}
+
+TEST_F(SwappedDisk, ADiskThatDoesNotKnowTheQuestionIsTakenForTheOneInTheTree) {
+    for (std::uint32_t const error : {kernel::ERROR_INVALID_FUNCTION, kernel::ERROR_NOT_SUPPORTED}) {
+        begin({"S1"}, {"S2"});
+        pc_->propertyError = error;
+        kernel::SetLastError(42);
+        EXPECT_TRUE(backUp());
+        EXPECT_EQ(kernel::GetLastError(), 42U);
+        EXPECT_TRUE(overwrite());
+        EXPECT_EQ(ofOnlyBackup().serialNumber, "S1");
+        drive_.reset();
+        slot_.release();
+        storage_ = std::make_shared<MemoryDisk>();
+    }
+}
+
+TEST_F(SwappedDisk, ADiskThatDoesNotAnswerIsTakenForTheOneInTheTreeOnlyWhereItHasNeverTold) {
+    begin({"S1"}, {"S1"});
+    pc_->propertyError = kernel::ERROR_IO_DEVICE;
+    EXPECT_FALSE(backUp());
+    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_IO_DEVICE);
+    drive_.reset();
+    slot_.release();
+    pass_.reset();
+
+    begin({"", ""}, {"", ""});
+    pc_->propertyError = kernel::ERROR_IO_DEVICE;
+    EXPECT_TRUE(backUp());
+}
+
+// Nothing is asked while the test's own writing is timed.
+TEST_F(SwappedDisk, IsLookedForAtEachBackupAndAtNoOtherTime) {
+    begin({"S1"}, {"S1"});
+    backUp();
+    EXPECT_EQ(pc_->propertyQueries, 1);
+    overwrite();
+    restore();
+    EXPECT_EQ(pc_->propertyQueries, 1);
+    backUp();
+    EXPECT_EQ(pc_->propertyQueries, 2);
+    pass_.reset();
+    backUp();
+    EXPECT_EQ(pc_->propertyQueries, 2);
+}
+
+// The restore is read back in pieces, each of whole sectors.
+class OddSectors : public testing::TestWithParam<std::uint32_t> {};
+
+INSTANTIATE_TEST_SUITE_P(Sizes, OddSectors, testing::Values(512, 520, 4096, 4160, 66560, 1048584),
+                         testing::PrintToStringParamName());
+
+TEST_P(OddSectors, ARestoreIsReadBackWhole) {
+    std::uint32_t const size = GetParam();
+    auto const bytes = std::make_shared<support::StoredBytes>(std::size_t{3} * 1048584 / size * size);
+    auto const original = bytes->bytes;
+    auto const pc = support::pcWithStored(bytes, size);
+    machine::InUse const inUse(*pc);
+    journal::Preservation const preservation(nullptr);
+    journal::PassGuard const pass(disk1);
+    nuv::SharedFileHandle slot = support::openShared(disk1);
+    OSDrive drive(slot, nullptr);
+    auto const sectors = static_cast<std::uint32_t>(bytes->size() / size);
+    Pages backup(bytes->size());
+    Pages pattern(bytes->size(), 0xEE);
+    ASSERT_TRUE(drive.readSector(0, sectors, backup.data(), backup.size()));
+    ASSERT_TRUE(drive.writeSector(0, sectors, pattern.data(), pattern.size()));
+    EXPECT_TRUE(drive.writeSector(0, sectors, backup.data(), backup.size())) << kernel::GetLastError();
+    EXPECT_EQ(bytes->bytes, original);
+    EXPECT_TRUE(preservation.debts().empty());
+}
+
+} // namespace
