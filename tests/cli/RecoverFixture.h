@@ -49,13 +49,7 @@ protected:
     std::string pc(std::string const & disk = R"("serialNumber": "S1")", std::size_t sectorCount = sectors) const {
         return pcFile(R"({"port": 1, "protocols": ["2.0"], "speed": "high", "device": {"instanceId": "USB\\ONE",
             "disk": {"instanceId": "DISK\\ONE", "name": "Stick", "number": 1, "image": ")" +
-                      pathOfImage() + R"(", "sectorCount": )" + std::to_string(sectorCount) + ", " + disk + "}}}");
-    }
-
-    // As a text of JSON, which a backslash would spoil.
-    std::string pathOfImage() const {
-        std::u8string const path = image_.path().generic_u8string();
-        return {path.begin(), path.end()};
+                      image_.inJson() + R"(", "sectorCount": )" + std::to_string(sectorCount) + ", " + disk + "}}}");
     }
 
     static std::vector<std::string> runOn(std::string const & pc, std::vector<std::string> const & more = {}) {

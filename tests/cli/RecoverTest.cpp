@@ -325,11 +325,15 @@ TEST_F(Recover, ARestoreThatCannotBeReadBackStaysOwed) {
 // As when the medium of the journal goes during a pass.
 TEST_F(Recover, ABackupThatCannotBeKeptCountsAsFailed) {
     pieces_ = {8, 12};
-    beforeRestore_ = [this] {
-        fs::remove_all(journal_);
+    std::error_code failure;
+    beforeRestore_ = [this, &failure] {
+        fs::remove_all(journal_, failure);
         std::ofstream(journal_) << "in the way";
     };
     auto const result = runCli(runOn(pc()));
+    if (failure) {
+        GTEST_SKIP() << "this system keeps a folder with an open file: " << failure.message();
+    }
     EXPECT_FALSE(backedUp_);
     EXPECT_NE(overwriteError_, 0U);
     EXPECT_EQ(result.code, 1);

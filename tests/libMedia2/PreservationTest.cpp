@@ -29,7 +29,7 @@ class DrivePreservation : public testing::Test {
 protected:
     void begin(std::string const & members = {}, std::string const & membersOfPc = {}) {
         pc_ = std::make_unique<support::DiskPc>(std::vector<std::string>{R"("serialNumber": "S1", "image": ")" +
-                                                                         image_.whole() + R"(")" +
+                                                                         image_.inJson() + R"(")" +
                                                                          (members.empty() ? "" : ", " + members)},
                                                 membersOfPc);
         preservation_.emplace(std::make_unique<MemoryStorage>(storage_));

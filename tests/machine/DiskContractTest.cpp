@@ -121,6 +121,11 @@ TEST_P(MachineDiskContract, PartsOfSectorsAreNotRead) {
     Pages buffer(2 * std::size_t{sectorSize});
     EXPECT_EQ(ended(file->read(0, buffer.bytes().first(sectorSize - 1))).error, 87U);
     EXPECT_EQ(ended(file->read(1, buffer.bytes().first(sectorSize))).error, 87U);
+}
+
+TEST_P(MachineDiskContract, MemoryThatIsNotAlignedIsNotReadInto) {
+    auto const file = openDisk(readOnlyAccess, kernel::FILE_FLAG_NO_BUFFERING);
+    Pages buffer(2 * std::size_t{sectorSize});
     EXPECT_EQ(ended(file->read(0, buffer.bytes().subspan(1, sectorSize))).error, 87U);
 }
 

@@ -26,8 +26,9 @@ public:
 
     static std::filesystem::path folder() { return testing::TempDir(); }
     std::filesystem::path const & path() const { return path_; }
-    std::string name() const { return asUtf8(path_.filename()); } // within the folder
-    std::string whole() const { return asUtf8(path_); }
+    std::string name() const { return asUtf8(path_.filename().u8string()); } // within the folder
+    std::string whole() const { return asUtf8(path_.u8string()); }
+    std::string inJson() const { return asUtf8(path_.generic_u8string()); } // without backslashes
 
     std::string contents() const {
         std::ifstream file(path_, std::ios::binary);
@@ -42,10 +43,7 @@ private:
         std::ranges::replace(name, '/', '-');
         return std::u8string(name.begin(), name.end());
     }
-    static std::string asUtf8(std::filesystem::path const & path) {
-        std::u8string const text = path.u8string();
-        return std::string(text.begin(), text.end());
-    }
+    static std::string asUtf8(std::u8string const & text) { return {text.begin(), text.end()}; }
 
     std::filesystem::path path_;
 };

@@ -3,25 +3,22 @@
 
 #include "machine/windows/WindowsMachine.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace {
 
 bool hasAController() {
     auto const pc = machine::makeWindowsMachine();
-    for (machine::NodeId const node : pc->devices().ofClass(machine::NodeClass::HostController)) {
-        if (pc->devices()[node].problem == 0) {
-            return true;
-        }
-    }
-    return false;
+    return std::ranges::any_of(pc->devices().ofClass(machine::NodeClass::HostController),
+                               [&pc](machine::NodeId node) { return pc->devices()[node].problem == 0; });
 }
 
-std::vector<ContractSubject> livePc() {
-    if (!hasAController()) {
-        return {};
-    }
-    return {{"Live", machine::makeWindowsMachine}};
+std::vector<ContractSubject> const & livePc() {
+    static std::vector<ContractSubject> const subjects =
+        hasAController() ? std::vector<ContractSubject>{{"Live", [] { return machine::makeWindowsMachine(); }}}
+                         : std::vector<ContractSubject>{};
+    return subjects;
 }
 
 TEST(LiveContract, NeedsAHostController) {
@@ -31,6 +28,8 @@ TEST(LiveContract, NeedsAHostController) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Windows, MachineContract, testing::ValuesIn(livePc()),
+                         [](auto const & instance) { return instance.param.name; });
+INSTANTIATE_TEST_SUITE_P(Windows, MachineDiskContract, testing::ValuesIn(livePc()),
                          [](auto const & instance) { return instance.param.name; });
 
 } // namespace

@@ -43,6 +43,10 @@ constexpr std::uint32_t write = kernel::GENERIC_WRITE;
 constexpr std::uint32_t shareRead = kernel::FILE_SHARE_READ;
 constexpr std::uint32_t shareAll = kernel::FILE_SHARE_READ | kernel::FILE_SHARE_WRITE;
 
+// A code that nobody knows, and the bits of it by which it needs a handle for reading and writing.
+constexpr std::uint32_t unknownControl = 0x0022FFFC;
+constexpr std::uint32_t bothAccesses = 0x0000C000;
+
 TEST_P(MachineContract, UnknownPathIsNotFound) {
     auto const opened = open(u"\\\\?\\NOSUCH#DEVICE", read, shareAll);
 
@@ -110,13 +114,22 @@ TEST_P(MachineContract, FailedOpenLeavesNoTrace) {
 }
 
 TEST_P(MachineContract, UnknownControlCodeIsAnInvalidFunction) {
-    auto const opened = open(aController(), write, shareAll);
+    auto const opened = open(aController(), read | write, shareAll);
     std::array<std::byte, 64> output{};
 
-    machine::Transfer const transfer = opened.file->control(0x0022FFFC, {}, output, 5s);
+    machine::Transfer const transfer = opened.file->control(unknownControl, {}, output, 5s);
 
     EXPECT_EQ(transfer.error, 1U);
     EXPECT_EQ(transfer.bytes, 0U);
+}
+
+TEST_P(MachineContract, ControlNeedsTheAccessThatItsCodeNames) {
+    for (std::uint32_t const access : {0U, read, write}) {
+        auto const opened = open(aController(), access, shareAll);
+        std::array<std::byte, 64> output{};
+        EXPECT_EQ(opened.file->control(unknownControl, {}, output, 5s).error, 5U) << access;
+        EXPECT_EQ(opened.file->control(unknownControl & ~bothAccesses, {}, output, 5s).error, 1U) << access;
+    }
 }
 
 TEST_P(MachineContract, EveryControllerNamesARootHubThatOpens) {

@@ -138,6 +138,23 @@ TEST_F(LiveMachine, VolumesHaveNoBackslashAtTheirEnd) {
     }
 }
 
+TEST_F(LiveMachine, OpeningADiskForWritingIsToldBefore) {
+    int told = 0;
+    auto const watched = machine::makeWindowsMachine([&told] { ++told; });
+    auto const open = [&watched](std::u16string_view path, std::uint32_t access) {
+        watched->open({.path = path, .access = access, .share = shareAll, .disposition = 3, .flags = 0});
+    };
+    open(u"\\\\.\\PhysicalDrive4711", kernel::GENERIC_READ);
+    open(u"\\\\?\\USB#NO_HUB", readWrite);
+    open(path_.u16string(), readWrite);
+    EXPECT_EQ(told, 0);
+
+    open(u"\\\\.\\PhysicalDrive4711", readWrite);
+    open(u"\\\\?\\physicaldrive4711", kernel::GENERIC_WRITE);
+
+    EXPECT_EQ(told, 2);
+}
+
 TEST_F(LiveMachine, EveryDeviceIsReachedOnceFromTheRoot) {
     machine::DeviceTree const & tree = pc->devices();
     std::set<NodeId> reached;

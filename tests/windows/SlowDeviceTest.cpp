@@ -10,10 +10,13 @@
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
+#include <thread>
+#include <utility>
 
 namespace {
 
@@ -67,7 +70,7 @@ TEST_F(SlowDevice, ControlThatIsNotAnsweredIsGivenUpInTime) {
     auto const call = std::make_shared<ControlCall>(server_, waitForClient, std::span<std::byte const>(), 0);
     machine::Duration const before = clock.now();
 
-    EXPECT_FALSE(threads_->carryOut(call, 50ms));
+    EXPECT_EQ(threads_->carryOut(call, 50ms), DWORD{ERROR_SEM_TIMEOUT});
 
     EXPECT_GE(clock.now() - before, 49ms);
     EXPECT_LT(clock.now() - before, 5s);
@@ -90,7 +93,7 @@ TEST_F(SlowDevice, GivenUpControlLeavesNothingBehindOnceItEnds) {
         std::size_t const before = test::handleCount();
         for (int i = 0; i < 20; ++i) {
             auto const call = std::make_shared<ControlCall>(server_, waitForClient, std::span<std::byte const>(), 0);
-            EXPECT_FALSE(threads_->carryOut(call, 1ms));
+            EXPECT_EQ(threads_->carryOut(call, 1ms), DWORD{ERROR_SEM_TIMEOUT});
         }
         for (int i = 0; i < 50 && test::handleCount() > before; ++i) {
             clock.sleep(20ms); // the cancelled calls end on threads of their own
@@ -110,10 +113,34 @@ TEST_F(SlowDevice, NextControlIsCarriedOutAfterOneThatWasGivenUp) {
     threads_->carryOut(std::make_shared<ControlCall>(server_, waitForClient, std::span<std::byte const>(), 0), 1ms);
     auto const unknown = std::make_shared<ControlCall>(server_, 0x0022FFFC, std::span<std::byte const>(), 16);
 
-    EXPECT_TRUE(threads_->carryOut(unknown, 5s));
+    EXPECT_EQ(threads_->carryOut(unknown, 5s), DWORD{ERROR_SUCCESS});
 
     EXPECT_NE(unknown->outcome().error, 0U);
     EXPECT_TRUE(unknown->output().empty());
+}
+
+TEST_F(SlowDevice, ControlForWhichThereIsNoThreadIsAShortageAndNoTimeout) {
+    int asked = 0;
+    threads_ = std::make_shared<ControlThreads>([&asked](std::function<void()> body) {
+        bool const isFirst = ++asked == 1;
+        if (!isFirst) {
+            std::thread(std::move(body)).detach();
+        }
+        return !isFirst;
+    });
+    auto const client = openClient(0);
+    ASSERT_EQ(client.error, 0U);
+    std::array<std::byte, 16> output{};
+
+    machine::Transfer const refused = client.file->control(0x0022FFFC, {}, output, 5s);
+    machine::Transfer const answered = client.file->control(0x0022FFFC, {}, output, 5s);
+
+    EXPECT_EQ(refused.error, DWORD{ERROR_NOT_ENOUGH_MEMORY});
+    EXPECT_EQ(refused.bytes, 0U);
+    EXPECT_EQ(asked, 2);
+    EXPECT_NE(answered.error, 0U);
+    EXPECT_NE(answered.error, refused.error);
+    EXPECT_NE(answered.error, DWORD{ERROR_SEM_TIMEOUT});
 }
 
 TEST_F(SlowDevice, ReadGoesOnUntilTheDeviceAnswers) {

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 #include <thread>
 
@@ -109,7 +110,10 @@ TEST_F(WindowsStreams, PipeWithoutAReaderIsLostOutput) {
 TEST_F(WindowsStreams, ReaderThatSleepsIsNotWaitedForAfterAStop) {
     auto const output = terminal::openOutput(pipe.writeEnd->get(), stop.get());
     SetEvent(stop.get());
+    auto const begun = std::chrono::steady_clock::now();
     EXPECT_FALSE(output->write(std::string(1 << 20, 'x')));
+    // Whoever closes the console leaves five seconds for everything.
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, 3s);
     pipe.readEnd.reset(); // lets the writing thread end
 }
 

@@ -31,7 +31,7 @@ bool answersInTime(Clock & clock, Duration delay, bool hangs, std::optional<Dura
 class SimulatedFile : public File {
 public:
     SimulatedFile(Bus & bus, Clock & clock, Openable & target, OpenRequest const & request)
-        : bus_(bus), clock_(clock), target_(target), share_(target, sharingOf(request)) {}
+        : bus_(bus), clock_(clock), target_(target), sharing_(sharingOf(request)), share_(target, sharing_) {}
 
     Started read(std::uint64_t, std::span<std::byte>) override {
         return {{kernel::ERROR_INVALID_FUNCTION, 0}, nullptr};
@@ -45,6 +45,7 @@ protected:
     Bus & bus_;
     Clock & clock_;
     Openable & target_;
+    Sharing const sharing_;
     Share const share_;
 };
 
@@ -62,6 +63,9 @@ public:
 
 private:
     Answer ask(std::uint32_t code, std::span<std::byte const> input, std::span<std::byte> output) {
+        if (!hasAccess(sharing_, code)) {
+            return {{kernel::ERROR_ACCESS_DENIED, 0}, false};
+        }
         if (target_.kind == Openable::Kind::Controller) {
             return answerOfController(bus_, bus_.controllers[target_.index], code, output);
         }

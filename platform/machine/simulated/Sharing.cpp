@@ -1,6 +1,7 @@
 #include "Sharing.h"
 
 #include "kernel/Files.h"
+#include "kernel/StorageRecords.h"
 
 namespace machine::simulated {
 
@@ -16,6 +17,12 @@ bool isForbidden(Openable const & target, Sharing const & wanted) {
            ((wanted.reads && target.sharingRead < target.opens) ||
             (wanted.writes && target.sharingWrite < target.opens) || (!wanted.sharesRead && target.readers > 0) ||
             (!wanted.sharesWrite && target.writers > 0));
+}
+
+bool hasAccess(Sharing const & sharing, std::uint32_t controlCode) {
+    std::uint32_t const needed = kernel::requiredAccess(controlCode);
+    return ((needed & kernel::FILE_READ_ACCESS) == 0 || sharing.reads) &&
+           ((needed & kernel::FILE_WRITE_ACCESS) == 0 || sharing.writes);
 }
 
 Share::Share(Openable & target, Sharing const & sharing) : target_(target), sharing_(sharing) {

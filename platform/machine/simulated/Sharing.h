@@ -1,8 +1,10 @@
-// Share modes: who may open what while others have it open.
+// Share modes and access: who may open what while others have it open, and who may ask it what.
 #pragma once
 
 #include "Bus.h"
 #include "machine/Machine.h"
+
+#include <cstdint>
 
 namespace machine::simulated {
 
@@ -21,6 +23,9 @@ inline bool takesPart(Sharing const & sharing) {
 }
 
 bool isForbidden(Openable const & target, Sharing const & wanted);
+
+// Whether an open has the access that an I/O control needs, which is looked at before a driver sees the control.
+bool hasAccess(Sharing const & sharing, std::uint32_t controlCode);
 
 // One open as it is counted, from construction to destruction. The target stays where it is meanwhile.
 class Share {

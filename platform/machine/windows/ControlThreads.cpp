@@ -10,6 +10,19 @@
 
 namespace machine::windows {
 
+namespace {
+
+bool startThread(std::function<void()> body) {
+    try {
+        std::thread(std::move(body)).detach();
+    } catch (std::system_error const &) {
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
 ControlCall::ControlCall(std::shared_ptr<FileHandle const> file, std::uint32_t code, std::span<std::byte const> input,
                          std::size_t outputSize)
     : file_(std::move(file)), code_(code), input_(input.begin(), input.end()), output_(outputSize) {
@@ -52,17 +65,10 @@ void ControlCall::cancel() {
 
 class ControlThreads::Thread {
 public:
-    static std::shared_ptr<Thread> start() {
+    static std::shared_ptr<Thread> start(Start const & start) {
         auto thread = std::make_shared<Thread>();
-        if (thread->work_.get() == nullptr || thread->done_.get() == nullptr) {
-            return nullptr;
-        }
-        try {
-            std::thread([thread] { thread->run(); }).detach();
-        } catch (std::system_error const &) {
-            return nullptr;
-        }
-        return thread;
+        bool const hasEvents = thread->work_.get() != nullptr && thread->done_.get() != nullptr;
+        return hasEvents && start([thread] { thread->run(); }) ? thread : nullptr;
     }
 
     bool carryOut(std::shared_ptr<ControlCall> const & call, Duration limit) {
@@ -98,25 +104,29 @@ private:
     std::atomic<bool> ends_ = false;
 };
 
+ControlThreads::ControlThreads() : ControlThreads(startThread) {}
+
+ControlThreads::ControlThreads(Start start) : start_(std::move(start)) {}
+
 ControlThreads::~ControlThreads() {
     for (auto const & thread : idle_) {
         thread->giveUp();
     }
 }
 
-bool ControlThreads::carryOut(std::shared_ptr<ControlCall> const & call, Duration limit) {
+std::uint32_t ControlThreads::carryOut(std::shared_ptr<ControlCall> const & call, Duration limit) {
     std::shared_ptr<Thread> const thread = take();
     if (!thread) {
-        return false;
+        return ERROR_NOT_ENOUGH_MEMORY;
     }
     if (!thread->carryOut(call, limit)) {
         thread->giveUp();
         call->cancel();
-        return false;
+        return ERROR_SEM_TIMEOUT;
     }
     std::lock_guard const guard(lock_);
     idle_.push_back(thread);
-    return true;
+    return ERROR_SUCCESS;
 }
 
 std::shared_ptr<ControlThreads::Thread> ControlThreads::take() {
@@ -128,7 +138,7 @@ std::shared_ptr<ControlThreads::Thread> ControlThreads::take() {
             return thread;
         }
     }
-    return Thread::start();
+    return Thread::start(start_);
 }
 
 } // namespace machine::windows

@@ -7,6 +7,8 @@
 #include <windows.h>
 
 #include <atomic>
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -43,19 +45,25 @@ private:
 // Threads that wait for devices. One that waits for ever is given up, and its call with it.
 class ControlThreads {
 public:
-    ControlThreads() = default;
+    // Runs something on a thread of its own; false when there is none to be had.
+    using Start = std::function<bool(std::function<void()> body)>;
+
+    ControlThreads();
+    explicit ControlThreads(Start start);
     ControlThreads(ControlThreads const &) = delete;
     ControlThreads & operator=(ControlThreads const &) = delete;
     ~ControlThreads();
 
-    // True when the call was answered within the limit. Otherwise it is no longer the caller's.
-    bool carryOut(std::shared_ptr<ControlCall> const & call, Duration limit);
+    // 0 when the call was answered, by whatever outcome. Otherwise it is no longer the caller's: 121 when the limit is
+    // over, 8 when there is no thread for it, so that the device was not asked at all.
+    std::uint32_t carryOut(std::shared_ptr<ControlCall> const & call, Duration limit);
 
 private:
     class Thread;
 
     std::shared_ptr<Thread> take(); // an idle one, or a new one; null when there is none to be had
 
+    Start const start_;
     std::mutex lock_;
     std::vector<std::shared_ptr<Thread>> idle_;
 };

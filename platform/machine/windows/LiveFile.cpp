@@ -90,8 +90,8 @@ public:
         auto const call = std::make_shared<ControlCall>(handle_, code, input, output.size());
         if (!limit) {
             call->carryOut();
-        } else if (!threads_->carryOut(call, *limit)) {
-            return {ERROR_SEM_TIMEOUT, 0};
+        } else if (std::uint32_t const error = threads_->carryOut(call, *limit)) {
+            return {error, 0};
         }
         std::ranges::copy(call->output(), output.begin());
         return call->outcome();

@@ -13,14 +13,20 @@
 
 #include <mutex>
 #include <optional>
+#include <utility>
 
 namespace machine {
 
 namespace {
 
+bool isWritableDisk(OpenRequest const & request) {
+    return (request.access & GENERIC_WRITE) != 0 &&
+           foldedCase(withoutDevicePrefix(request.path)).starts_with(u"PHYSICALDRIVE");
+}
+
 class WindowsMachine final : public Machine {
 public:
-    WindowsMachine() {
+    explicit WindowsMachine(std::function<void()> beforeWriting) : beforeWriting_(std::move(beforeWriting)) {
         // A drive without a medium is answered by an error, not by a box that asks for one.
         SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
     }
@@ -34,7 +40,12 @@ public:
         return toUtf8(windows::fromWide({name.data(), size}));
     }
 
-    Opened open(OpenRequest const & request) override { return windows::openLive(request, threads_); }
+    Opened open(OpenRequest const & request) override {
+        if (beforeWriting_ && isWritableDisk(request)) {
+            beforeWriting_();
+        }
+        return windows::openLive(request, threads_);
+    }
 
     DeviceTree const & devices() const override {
         std::call_once(treeIsRead_, [this] { tree_ = windows::readTree(threads_); });
@@ -53,6 +64,7 @@ public:
     bool portDoesSuperSpeedPlus(std::u16string_view, std::uint32_t) const override { return false; }
 
 private:
+    std::function<void()> const beforeWriting_;
     std::shared_ptr<windows::ControlThreads> threads_ = std::make_shared<windows::ControlThreads>();
     windows::PerformanceClock clock_;
     mutable std::once_flag treeIsRead_;
@@ -61,8 +73,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<Machine> makeWindowsMachine() {
-    return std::make_unique<WindowsMachine>();
+std::unique_ptr<Machine> makeWindowsMachine(std::function<void()> beforeWriting) {
+    return std::make_unique<WindowsMachine>(std::move(beforeWriting));
 }
 
 } // namespace machine

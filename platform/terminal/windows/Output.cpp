@@ -15,6 +15,7 @@ namespace terminal {
 namespace {
 
 constexpr DWORD patienceWithReader = 2000; // milliseconds
+constexpr DWORD betweenLooks = 50;
 
 constexpr std::size_t pieceSize = 4096; // bytes that a pipe usually has room for
 
@@ -151,15 +152,14 @@ private:
         if (WaitForMultipleObjects(2, awaited.data(), FALSE, INFINITE) == WAIT_OBJECT_0) {
             return true;
         }
-        for (;;) {
+        for (DWORD idle = 0; idle < patienceWithReader;) {
             std::size_t const before = shared_->pieces;
-            if (WaitForSingleObject(shared_->done.get(), patienceWithReader) == WAIT_OBJECT_0) {
+            if (WaitForSingleObject(shared_->done.get(), betweenLooks) == WAIT_OBJECT_0) {
                 return true;
             }
-            if (shared_->pieces == before) {
-                return false;
-            }
+            idle = shared_->pieces == before ? idle + betweenLooks : 0;
         }
+        return false;
     }
 
     HANDLE stopEvent_;

@@ -11,17 +11,29 @@ HANDLE theEvent() {
     return event.get();
 }
 
+} // namespace
+
 BOOL WINAPI onControlEvent(DWORD kind) {
     SetEvent(theEvent());
     if (kind == CTRL_CLOSE_EVENT || kind == CTRL_LOGOFF_EVENT || kind == CTRL_SHUTDOWN_EVENT) {
-        // The process is ended as soon as this returns. Windows waits a few seconds for that, in which the run puts
-        // back what it has overwritten and ends the process itself.
         Sleep(INFINITE);
     }
     return TRUE;
 }
 
-} // namespace
+LRESULT CALLBACK onSessionMessage(HWND window, UINT message, WPARAM ends, LPARAM reason) {
+    if (message == WM_QUERYENDSESSION) {
+        return TRUE; // as far as this program is concerned
+    }
+    if (message != WM_ENDSESSION) {
+        return DefWindowProcW(window, message, ends, reason);
+    }
+    if (ends != FALSE) {
+        onControlEvent((reason & static_cast<LPARAM>(ENDSESSION_LOGOFF)) != 0 ? CTRL_LOGOFF_EVENT
+                                                                              : CTRL_SHUTDOWN_EVENT);
+    }
+    return 0;
+}
 
 HANDLE stopEvent() {
     static HANDLE const event = [] {

@@ -87,10 +87,10 @@ class Passes(SameAsDescribed):
 
 class CutShort(SameAsDescribed):
     @contextlib.contextmanager
-    def writing(self):
-        """A preserved write pass whose first block is overwritten and not put back yet."""
+    def writing(self, seconds=2):
+        """A preserved write pass whose first block is overwritten and not put back yet; each takes some seconds."""
         image = Image()
-        with live_pc.played(pc_with_disk(image=image.name, writeRate=0.25)):  # two seconds a block
+        with live_pc.played(pc_with_disk(image=image.name, writeRate=0.5 / seconds)):
             run = live_pc.start(*storage_test(**PRESERVED_WRITE), "--format", "jsonl")
             giveUpAt = time.monotonic() + 60
             while image.is_original():
@@ -109,14 +109,32 @@ class CutShort(SameAsDescribed):
             self.assertEqual((end["type"], end["stopped"], end["result"]), ("runEnd", True, "USERABORTED"))
             self.assertTrue(image.is_original())
 
+    def check_recovery(self, image):
+        self.assertFalse(image.is_original())
+        recovered = live_pc.run("recover", "--allow-destructive")
+        self.check_exit_code(recovered, 0)
+        self.assertTrue(image.is_original())
+
     def test_recover_puts_back_what_a_killed_run_left(self):
         with self.writing() as (run, image):
             run.kill()
             run.communicate()
-            self.assertFalse(image.is_original())
-            recovered = live_pc.run("recover", "--allow-destructive")
-            self.check_exit_code(recovered, 0)
-            self.assertTrue(image.is_original())
+            self.check_recovery(image)
+
+    def test_closed_console_and_ended_session_leave_the_time_to_put_the_block_back(self):
+        for how in ("console", "session"):
+            with self.subTest(how), self.writing(seconds=1) as (run, image):
+                self.assertRegex(live_pc.end_program(how), r"^ended after \d+ ms with 8$")
+                output, _ = run.communicate(timeout=live_pc.LIMIT)
+                end = json.loads(output.splitlines()[-1])
+                self.assertEqual((end["type"], end["stopped"], end["result"]), ("runEnd", True, "USERABORTED"))
+                self.assertTrue(image.is_original())
+
+    def test_recover_puts_back_what_a_closed_console_left_no_time_for(self):
+        with self.writing(seconds=8) as (run, image):
+            self.assertEqual(live_pc.end_program("console"), "ended by the system: time is up")
+            run.communicate(timeout=live_pc.LIMIT)
+            self.check_recovery(image)
 
 
 class Failures(SameAsDescribed):
@@ -181,7 +199,9 @@ class Handles(unittest.TestCase):
         for parameters in (READ, PRESERVED_WRITE):
             with self.subTest(parameters), live_pc.played(pc_with_disk(image=image.name, faults=faults)):
                 _, *later = live_pc.handles_after_runs(*storage_test(MaxErrors=1, **parameters))
-                self.assertEqual(len(set(later)), 1, later)
+                # What a pass leaves open grows with every run. The window that listens for the session's end gets one
+                # more once, at a time of Windows' choosing.
+                self.assertLess(later[-1] - later[0], len(later) - 1, later)
 
 
 class AtaSecurity(SameAsDescribed):

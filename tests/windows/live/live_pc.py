@@ -20,15 +20,15 @@ DRIVES = ["U:", "V:"]  # whose volumes become those of a description
 LIMIT = 240  # seconds: nothing here may take longer
 # Wine kills a process that has ended and whose memory takes half a second to go, as happens on a busy PC.
 LOST = -signal.SIGKILL
-EMULATOR = PROGRAM = SERVER = DRIVER = CFGMGR32 = REPEATED = CLONE = FOLDER = ""
+EMULATOR = PROGRAM = SERVER = DRIVER = CFGMGR32 = REPEATED = ENDER = CLONE = FOLDER = ""
 
 
 def take_arguments():
     """EMULATOR PROGRAM FOLDER, the last with what driver/ builds, in front of those of unittest."""
-    global EMULATOR, PROGRAM, SERVER, DRIVER, CFGMGR32, REPEATED
+    global EMULATOR, PROGRAM, SERVER, DRIVER, CFGMGR32, REPEATED, ENDER
     EMULATOR, PROGRAM, folder = (os.path.abspath(sys.argv.pop(1)) for _ in range(3))
-    SERVER, DRIVER, CFGMGR32, REPEATED = (os.path.join(folder, name) for name in (
-        "live_pc.exe", "forwarder.sys", "cfgmgr32.dll", "repeated_runs.exe"))
+    SERVER, DRIVER, CFGMGR32, REPEATED, ENDER = (os.path.join(folder, name) for name in (
+        "live_pc.exe", "forwarder.sys", "cfgmgr32.dll", "repeated_runs.exe", "end_program.exe"))
 
 
 def repository():
@@ -132,10 +132,22 @@ def run(*arguments, **more):
     return ended
 
 
+def run_beside(name, *arguments, **more):
+    """A program that was copied into the folder."""
+    return subprocess.run([EMULATOR, file(name), *arguments], env=live_environment(), timeout=LIMIT,
+                          stdin=subprocess.DEVNULL, capture_output=True, **more)
+
+
+def end_program(how):
+    """Ends the program that runs, as closing its console or ending its session does. What came of it."""
+    ended = subprocess.run([EMULATOR, ENDER, "nuvrusb.exe", how], env=environment(), timeout=LIMIT,
+                           stdin=subprocess.DEVNULL, capture_output=True, text=True)
+    return ended.stdout.strip() or ended.stderr
+
+
 def handles_after_runs(*arguments):
     """How many handles are open after each of some runs in one process, which must end alike."""
-    result = subprocess.run([EMULATOR, file("repeated_runs.exe"), "4", *arguments], env=live_environment(),
-                            timeout=LIMIT, stdin=subprocess.DEVNULL, capture_output=True)
+    result = run_beside("repeated_runs.exe", "4", *arguments)
     found = re.findall(rb"^code (\d+), handles (\d+)\r?$", result.stderr, re.MULTILINE)
     if len(found) != 4 or len({code for code, _ in found}) != 1:
         raise AssertionError(f"the runs end in different ways: {result}")
