@@ -80,16 +80,17 @@ DiskIdentity identityOf(KnownDisk const & disk) {
 }
 
 std::uint32_t checkIsStill(KnownDisk const & disk, kernel::HANDLE open) {
-    static machine::DiskFacts const unknown;
-    machine::DiskFacts const & known = disk.facts != nullptr ? *disk.facts : unknown;
+    if (disk.facts == nullptr || (disk.facts->serialNumber.empty() && disk.facts->product.empty())) {
+        return kernel::ERROR_SUCCESS; // it said nothing of itself, so there is nothing to compare with
+    }
     auto const found = askFacts(open);
     if (!found) {
         std::uint32_t const error = kernel::GetLastError();
         bool const knowsNoQuestion = error == kernel::ERROR_INVALID_FUNCTION || error == kernel::ERROR_NOT_SUPPORTED;
-        bool const saidNothing = known.serialNumber.empty() && known.product.empty();
-        return knowsNoQuestion || saidNothing ? kernel::ERROR_SUCCESS : error;
+        return knowsNoQuestion ? kernel::ERROR_SUCCESS : error;
     }
-    bool const isSame = areSame(found->serialNumber, known.serialNumber) && areSame(found->product, known.product);
+    bool const isSame =
+        areSame(found->serialNumber, disk.facts->serialNumber) && areSame(found->product, disk.facts->product);
     return isSame ? kernel::ERROR_SUCCESS : kernel::ERROR_MEDIA_CHANGED;
 }
 

@@ -50,6 +50,7 @@ std::uint32_t Preservation::keep(std::u16string const & disk, kernel::HANDLE ope
     settle(pass);
     // Each time, since a pass opens the disk again whenever it comes round; the answer takes no access to the medium.
     if (std::uint32_t const error = checkIsStill(pass.known, open); error != kernel::ERROR_SUCCESS) {
+        pass.isAnother = pass.isAnother || error == kernel::ERROR_MEDIA_CHANGED;
         return error;
     }
     pass.disk.size = diskSize;
@@ -72,10 +73,15 @@ bool Preservation::isRestore(std::u16string const & disk, Range const & range, v
            pass->second.backup->entry.range == range;
 }
 
-void Preservation::beforeOverwriting(std::u16string const & disk) {
-    if (auto const pass = passes_.find(disk); pass != passes_.end() && pass->second.backup) {
+bool Preservation::beforeOverwriting(std::u16string const & disk) {
+    auto const pass = passes_.find(disk);
+    if (pass == passes_.end()) {
+        return true;
+    }
+    if (pass->second.backup) {
         pass->second.backup->mayBeOverwritten = true;
     }
+    return !pass->second.isAnother;
 }
 
 void Preservation::endRestore(std::u16string const & disk, Restore outcome) {

@@ -59,7 +59,8 @@ public:
                        std::uint32_t sectorSize, Range const & range, Bytes backup);
     // Cheap: it is asked before every write, some of which are timed.
     bool isRestore(std::u16string const & disk, Range const & range, void const * buffer) const;
-    void beforeOverwriting(std::u16string const & disk);
+    // False when the disk has turned out to be another one than the pass began on, which is not to be written to.
+    bool beforeOverwriting(std::u16string const & disk);
     enum class Restore { Verified, NotWritten, Differs };
     void endRestore(std::u16string const & disk, Restore outcome);
 
@@ -76,6 +77,7 @@ private:
         KnownDisk known;
         DiskIdentity disk;
         std::optional<Backup> backup;
+        bool isAnother = false; // a disk that was put in its place
     };
 
     void settle(Pass & pass);

@@ -129,6 +129,11 @@ std::vector<OwedEntry> owedEntries(journal::Survey const & survey, DeviceCatalog
     return owed;
 }
 
+bool overlap(journal::Entry const & a, journal::Entry const & b) {
+    return a.range.firstSector < b.range.firstSector + b.range.sectorCount &&
+           b.range.firstSector < a.range.firstSector + a.range.sectorCount;
+}
+
 std::string rangeText(journal::DiskIdentity const & disk, journal::Range const & range) {
     return fmt::format("sectors {} to {} of {}, {}", range.firstSector, range.firstSector + range.sectorCount - 1,
                        disk.model.empty() ? "a disk" : printable(disk.model),

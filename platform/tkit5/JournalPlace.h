@@ -46,6 +46,8 @@ struct OwedEntry {
 // disk; those of a process that runs are left out.
 std::vector<OwedEntry> owedEntries(journal::Survey const & survey, DeviceCatalog const & catalog);
 
+bool overlap(journal::Entry const & a, journal::Entry const & b); // two of one disk
+
 // "sectors 20480 to 40959 of Stick, serial number 4C530001"
 std::string rangeText(journal::DiskIdentity const & disk, journal::Range const & range);
 

@@ -1,7 +1,6 @@
 #include "JournalSurvey.h"
 
 #include "JournalFolders.h"
-#include "JournalPlace.h"
 #include "journal/Folder.h"
 #include "kernel/Files.h"
 #include "nuv.h"
@@ -51,7 +50,8 @@ OtherPlaces surveyOtherPlaces(Options const & options) {
     auto const isKnown = [&known](std::string const & folder) {
         return std::ranges::any_of(known, [&](std::string const & each) { return isSameFolder(each, folder); });
     };
-    if (!isKnown(usual)) {
+    bool const isOwnUsual = isKnown(usual);
+    if (!isOwnUsual) {
         known.push_back(usual);
         others.places.push_back(surveyOf(std::nullopt, usual, false));
     }
@@ -69,9 +69,28 @@ OtherPlaces surveyOtherPlaces(Options const & options) {
         if (!isKnown(note.folder)) {
             known.push_back(note.folder);
             others.places.push_back(surveyOf(note.folder, note.folder, true));
+        } else if (!isOwnUsual && isSameFolder(known.front(), note.folder)) {
+            others.isOwnNoted = true;
         }
     }
     return others;
+}
+
+PlaceSurvey const * placeOfSameSectors(OtherPlaces const & others, OwedEntry const & owed,
+                                       DeviceCatalog const & catalog) {
+    auto const isOfSame = [&owed](OwedEntry const & other) {
+        bool const mayBeOfSameDisk = std::ranges::any_of(
+            other.disks, [&owed](CatalogDevice const * disk) { return std::ranges::count(owed.disks, disk) != 0; });
+        return mayBeOfSameDisk && overlap(other.found.entry, owed.found.entry);
+    };
+    auto const place = std::ranges::find_if(others.places, [&](PlaceSurvey const & each) {
+        return std::ranges::any_of(owedEntries(each.survey, catalog), isOfSame);
+    });
+    return place == others.places.end() ? nullptr : &*place;
+}
+
+bool isNothingThere(PlaceSurvey const & place) {
+    return place.isNoted && place.survey.entries.empty() && whyUnknown(place).empty();
 }
 
 std::string whyUnknown(PlaceSurvey const & place) {
@@ -88,7 +107,7 @@ std::string whyUnknown(PlaceSurvey const & place) {
 }
 
 std::string whyNothingThere(PlaceSurvey const & place, Options const & options) {
-    if (!place.isNoted || !place.survey.entries.empty() || !whyUnknown(place).empty()) {
+    if (!isNothingThere(place)) {
         return {};
     }
     return fmt::format(
@@ -104,9 +123,9 @@ std::string textOfDamagedNote(std::string const & path) {
 }
 
 std::string textOfKeptNote(std::string const & usual, std::uint32_t error) {
-    return fmt::format(
-        "Later commands may still say that a run was cut short, since its note in {} was not removed. {}", usual,
-        errorText(error));
+    return fmt::format("Later commands may still say that a run was cut short, and runs that write may be refused for "
+                       "it, since its note in {} was not removed. {}",
+                       usual, errorText(error));
 }
 
 } // namespace tkit5

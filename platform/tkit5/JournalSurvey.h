@@ -1,6 +1,8 @@
 // What lies in all folders that may hold backups: that of the command, the usual one, and those that are noted there.
 #pragma once
 
+#include "DeviceCatalog.h"
+#include "JournalPlace.h"
 #include "Options.h"
 #include "journal/Journal.h"
 
@@ -23,16 +25,24 @@ std::optional<PlaceSurvey> surveyOwnPlace(Options const & options);
 
 struct OtherPlaces {
     std::vector<PlaceSurvey> places;
+    bool isOwnNoted = false;          // the command's own folder, where that is not the usual one
     std::string unknown;              // why there may be more of them; empty when there are not
     std::vector<std::string> damaged; // notes that name no folder any more, with their paths
 };
 OtherPlaces surveyOtherPlaces(Options const & options);
 
+// Where a backup of the same sectors lies that may be owed to the same disk; null when there is none.
+PlaceSurvey const * placeOfSameSectors(OtherPlaces const & others, OwedEntry const & owed,
+                                       DeviceCatalog const & catalog);
+
+// True when nothing is left where a run that was cut short has kept backups, so that it may be another disk's folder,
+// or when there is no such folder now.
+bool isNothingThere(PlaceSurvey const & place);
+
 // Sentences for people; empty when there is nothing to say.
 
 // Why nobody can tell what is owed there: the folder, or a backup in it, cannot be read now.
 std::string whyUnknown(PlaceSurvey const & place);
-// That nothing is left where a run that was cut short has kept backups, so that it may be another disk's folder.
 std::string whyNothingThere(PlaceSurvey const & place, Options const & options);
 std::string textOfDamagedNote(std::string const & path);
 // That a note could not be removed, or that nobody knew whether it may be.

@@ -36,6 +36,9 @@ AllPlaces surveyAll(Options const & options) {
         all.places.push_back(std::move(*own));
     }
     OtherPlaces others = surveyOtherPlaces(options);
+    if (!all.places.empty()) {
+        all.places.front().isNoted = others.isOwnNoted;
+    }
     std::ranges::move(others.places, std::back_inserter(all.places));
     for (PlaceSurvey const & place : all.places) {
         all.unknown.push_back(whyUnknown(place));
@@ -122,14 +125,17 @@ std::optional<Refusal> JournalUse::prepare(RegisteredTest const & test, DataFate
     return std::nullopt;
 }
 
-// While something is owed to one of the disks, or that cannot be told.
+// While something is owed to one of the disks, or that cannot be told: of backups that come back later, older than what
+// a run leaves now, nobody could say which have to be put back first.
 std::optional<Refusal> JournalUse::whyNotOn(std::vector<CatalogDevice const *> const & disks,
                                             DeviceCatalog const & catalog) const {
     AllPlaces const all = surveyAll(options_);
-    if (!all.unknown.empty()) {
-        return Refusal{fmt::format("{} One may be owed to a disk that would be overwritten, so nothing was run.",
-                                   all.unknown.front()),
+    auto const mayBeOwed = [](std::string const & why) {
+        return Refusal{fmt::format("{} One may be owed to a disk that would be overwritten, so nothing was run.", why),
                        TestResult::CANNOTRUN()};
+    };
+    if (!all.unknown.empty()) {
+        return mayBeOwed(all.unknown.front());
     }
     for (PlaceSurvey const & place : all.places) {
         for (OwedEntry const & owed : owedEntries(place.survey, catalog)) {
@@ -142,6 +148,18 @@ std::optional<Refusal> JournalUse::whyNotOn(std::vector<CatalogDevice const *> c
                                TestResult::CANNOTRUN()};
             }
         }
+        if (isNothingThere(place)) {
+            std::string const command = recoverCommand(options_, place.named);
+            return Refusal{fmt::format("A run that kept backups in {} was cut short, and there are none now. They may "
+                                       "be owed to a disk that would be overwritten, so nothing was run. If the folder "
+                                       "is on a disk that is not connected, make it available again and use '{}', or "
+                                       "give it up with '{} --discard'.",
+                                       place.folder, command, command),
+                           TestResult::CANNOTRUN()};
+        }
+    }
+    if (!all.damagedNotes.empty()) {
+        return mayBeOwed(textOfDamagedNote(all.damagedNotes.front()));
     }
     return std::nullopt;
 }

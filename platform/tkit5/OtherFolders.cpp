@@ -2,7 +2,6 @@
 
 #include "JournalFolders.h"
 #include "JournalPlace.h"
-#include "JournalSurvey.h"
 #include "Names.h"
 #include "TextLayout.h"
 #include "journal/Folder.h"
@@ -28,9 +27,8 @@ struct Remark {
     std::string text;
 };
 
-std::vector<Remark> remarks(Options const & options, DeviceCatalog const & catalog) {
+std::vector<Remark> remarks(OtherPlaces const & others, Options const & options, DeviceCatalog const & catalog) {
     std::vector<Remark> all;
-    OtherPlaces const others = surveyOtherPlaces(options);
     for (PlaceSurvey const & place : others.places) {
         std::size_t const owed = owedEntries(place.survey, catalog).size();
         if (std::string why = whyUnknown(place); !why.empty()) {
@@ -54,9 +52,9 @@ std::vector<Remark> remarks(Options const & options, DeviceCatalog const & catal
 
 } // namespace
 
-void tellOfOtherFolders(Options const & options, terminal::Console & console, JsonlLines & lines,
-                        DeviceCatalog const & catalog) {
-    for (Remark const & remark : remarks(options, catalog)) {
+void tellOfOtherFolders(OtherPlaces const & others, Options const & options, terminal::Console & console,
+                        JsonlLines & lines, DeviceCatalog const & catalog) {
+    for (Remark const & remark : remarks(others, options, catalog)) {
         if (options.format == Format::Jsonl) {
             lines.write("otherFolder", {{"folder", remark.folder ? Json(*remark.folder) : Json()},
                                         {"owed", remark.owed ? Json(*remark.owed) : Json()},

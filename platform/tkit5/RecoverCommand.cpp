@@ -7,6 +7,7 @@
 #include "OtherFolders.h"
 #include "Recovery.h"
 #include "TextLayout.h"
+#include "journal/Disks.h"
 #include "kernel.h"
 #include "nuv.h"
 
@@ -69,11 +70,6 @@ bool isLeft(RecoveryOutcome const & outcome) {
     return !outcome.isDamaged;
 }
 
-bool overlap(journal::Entry const & a, journal::Entry const & b) {
-    return a.range.firstSector < b.range.firstSector + b.range.sectorCount &&
-           b.range.firstSector < a.range.firstSector + a.range.sectorCount;
-}
-
 class RecoverCommand {
 public:
     RecoverCommand(Options const & options, terminal::Console & console, DeviceCatalog const & catalog,
@@ -100,7 +96,8 @@ public:
         std::size_t const owed = entries_.size() + ofOthers_;
         list();
         if (looksElsewhere_) {
-            tellOfOtherFolders(options_, console_, lines_, catalog_);
+            others_ = surveyOtherPlaces(options_);
+            tellOfOtherFolders(others_, options_, console_, lines_, catalog_);
         }
         TestResult result = TestResult::PASS();
         if (!entries_.empty()) {
@@ -255,7 +252,9 @@ private:
             if (isLeft(handled.outcome)) {
                 left.push_back(&entry);
             }
-            bool const isClosed = handled.outcome.kind == Kind::Restored || handled.outcome.kind == Kind::InPlace;
+            // With a warning its file may be there still, or again after a loss of power.
+            bool const isClosed = (handled.outcome.kind == Kind::Restored || handled.outcome.kind == Kind::InPlace) &&
+                                  handled.outcome.result == TestResult::PASS();
             closed_ += isClosed ? 1 : 0;
             tell(entry, handled);
             result.merge(handled.outcome.result);
@@ -266,6 +265,10 @@ private:
     Handled discard(OwedEntry const & entry) {
         if (options_.dryRun) {
             return {{Kind::Possible, TestResult::PASS(), "It would be given up."}};
+        }
+        // A run may have begun since it was found, and have taken its name.
+        if (storage_->open(entry.found.name).error == kernel::ERROR_SHARING_VIOLATION) {
+            return {{Kind::Refused, TestResult::CANNOTRUN(), "It is in use by a run."}};
         }
         journal::Journal::Closed const closed = journal::Journal(*storage_).close(entry.found.name);
         if (closed.error != 0) {
@@ -304,6 +307,14 @@ private:
             return refused(TestResult::CANNOTRUN(), "The disk has no serial number, so that it may be another one that "
                                                     "looks alike. Name it with --device.");
         }
+        std::string const model = journal::identityOf(journal::findDisk(entry.disks.front()->osLocator().view())).model;
+        bool const hasOtherModel = !model.empty() && !owed.disk.model.empty() && model != owed.disk.model;
+        if (hasOtherModel && disks_.empty()) {
+            return refused(TestResult::CANNOTRUN(),
+                           fmt::format("The disk has the serial number of the one that was backed up, but is called "
+                                       "{}, not {}. Name it with --device if it is the one.",
+                                       model, owed.disk.model));
+        }
         if (beforeUnknown_.contains(entry.found.name)) {
             return refused(TestResult::CANNOTRUN(),
                            "A later backup cannot be read now, and may be of the same sectors; "
@@ -317,6 +328,13 @@ private:
         });
         if (waits) {
             return refused(TestResult::CANNOTRUN(), "A later backup of the same sectors has to be put back first.");
+        }
+        if (PlaceSurvey const * const other = placeOfSameSectors(others_, entry, catalog_)) {
+            return refused(TestResult::CANNOTRUN(),
+                           fmt::format("{} holds a backup of the same sectors, too, and which was made first cannot be "
+                                       "told. Give up the one that is not wanted: '{} --discard' or '{} --discard'.",
+                                       other->folder, recoverCommand(options_, options_.journal),
+                                       recoverCommand(options_, other->named)));
         }
         return {recover(*storage_, entry.found, *entry.disks.front(), options_.dryRun,
                         [this] { return console_.stopRequested(); })};
@@ -356,6 +374,7 @@ private:
     bool const isJsonl_;
     std::unique_ptr<journal::Storage> storage_;
     bool const looksElsewhere_;
+    OtherPlaces others_;
     std::vector<CatalogDevice const *> disks_; // that were named
     std::vector<OwedEntry> entries_;
     std::size_t ofOthers_ = 0;

@@ -111,7 +111,9 @@ private:
         }
         switch (compare()) {
         case Comparison::Equal:
-            return {Kind::InPlace, TestResult::PASS(), "The bytes were in place already."};
+            // They may be from the disk's own cache, of a restore that was cut short.
+            return flush().value_or(
+                RecoveryOutcome{Kind::InPlace, TestResult::PASS(), "The bytes were in place already."});
         case Comparison::Stopped:
             return stopped();
         case Comparison::Different:
@@ -218,10 +220,8 @@ private:
                     fmt::format("Sector {} cannot be written. {}", sectorAt(done), errorText(kernel::GetLastError())));
             }
         }
-        if (!kernel::FlushFileBuffers(handle_->get()) && kernel::GetLastError() != kernel::ERROR_INVALID_FUNCTION &&
-            kernel::GetLastError() != kernel::ERROR_NOT_SUPPORTED) {
-            return failed(
-                fmt::format("The disk did not confirm what was written. {}", errorText(kernel::GetLastError())));
+        if (auto const unconfirmed = flush()) {
+            return *unconfirmed;
         }
         switch (compare()) {
         case Comparison::Equal:
@@ -234,6 +234,15 @@ private:
             break;
         }
         return failed("The bytes were written, but something else is read back.");
+    }
+
+    // Empty once the disk has for good what was written to it.
+    std::optional<RecoveryOutcome> flush() {
+        if (kernel::FlushFileBuffers(handle_->get()) || kernel::GetLastError() == kernel::ERROR_INVALID_FUNCTION ||
+            kernel::GetLastError() == kernel::ERROR_NOT_SUPPORTED) {
+            return std::nullopt;
+        }
+        return failed(fmt::format("The disk did not confirm what was written. {}", errorText(kernel::GetLastError())));
     }
 
     void giveUpEntry(RecoveryOutcome & outcome) {

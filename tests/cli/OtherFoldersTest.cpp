@@ -40,6 +40,31 @@ protected:
         EXPECT_EQ(recover.code, 0);
         EXPECT_TRUE(contains(recover.output, ": 1. " + command)) << recover.output;
     }
+    void expectRefused(std::vector<std::string> const & run, std::string const & why) {
+        calls().devices.clear();
+        auto const refused = runCli(run);
+        EXPECT_EQ(refused.code, 6);
+        std::size_t const at = refused.errors.rfind("nuvrusb: ");
+        EXPECT_TRUE(at != std::string::npos && contains(refused.errors.substr(at), why) &&
+                    contains(refused.errors.substr(at), "so nothing was run"))
+            << refused.errors;
+        EXPECT_TRUE(calls().devices.empty());
+    }
+
+    // Backups of one disk, in the named folder and then in the usual one, of a run that knew nothing of the first.
+    void runTwiceCutShort(std::vector<std::uint64_t> const & laterPieces) {
+        runCutShort(pc(), journalIn(named_));
+        fs::path const away = journal_.parent_path() / "away";
+        fs::rename(journal_, away);
+        pieces_ = laterPieces;
+        runCutShort(pc());
+        for (std::string const & note : filesIn(away)) {
+            fs::rename(away / note, journal_ / note);
+        }
+        ASSERT_EQ(notes().size(), 1U);
+        ASSERT_EQ(backups().size(), 1U);
+        ASSERT_EQ(filesIn(named_).size(), 1U);
+    }
 
     static constexpr char const * nobodyKnows_ = "no later one will know";
     static constexpr char const * nothingThere_ = "was cut short, and there are none now";
@@ -167,12 +192,79 @@ TEST_F(OtherFolders, AFolderWhereNothingIsLeftIsNotForgotten) {
         EXPECT_TRUE(contains(recover.errors, nothingThere_)) << recover.errors;
         EXPECT_EQ(recoverIn(named_).code, 0);
         EXPECT_EQ(recoverIn(named_, {"--discard", "--dry-run"}).code, 0);
-        EXPECT_EQ(runCli(runOn(pc(R"("serialNumber": "S2")"))).code, 0);
         EXPECT_EQ(notes().size(), 1U);
     }
     fs::remove(named_);
     fs::rename(away, named_);
     expectFoundIn(named_);
+}
+
+TEST_F(OtherFolders, NothingIsWrittenWhileAFolderIsMissingOrEmpty) {
+    runCutShort(pc(), journalIn(named_));
+    std::string const overwritten = image_.contents();
+    std::string const command = commandFor(named_);
+    std::string const inNamed = "A run that kept backups in " + utf8(fs::weakly_canonical(named_));
+    fs::path const away = journal_.parent_path() / "away";
+    fs::rename(named_, away);
+    for (bool const isThere : {false, true}) {
+        if (isThere) {
+            fs::create_directory(named_);
+        }
+        for (auto const & more : {std::vector<std::string>{}, {"--no-journal"}, journalIn(named_)}) {
+            expectRefused(runOn(pc(), more), inNamed);
+            expectRefused(runOn(pc(), more), "make it available again and use " + command);
+            expectRefused(runOn(pc(), more), "or give it up with " + command);
+        }
+        expectRefused({"run", "Overwrite", "--machine", pc(), "--device", "DISK\\ONE", "--allow-destructive"}, inNamed);
+        EXPECT_EQ(runCli({"run", "WholeBus", "--machine", pc()}).code, 0);
+    }
+    EXPECT_EQ(image_.contents(), overwritten);
+    fs::remove(named_);
+    fs::rename(away, named_);
+    EXPECT_EQ(recoverIn(named_).code, 0);
+    EXPECT_TRUE(isAsBefore());
+    EXPECT_EQ(runCli(runOn(pc())).code, 0);
+}
+
+TEST_F(OtherFolders, ADiskInMemoryIsTestedWhileAFolderIsMissing) {
+    runCutShort(pc(), journalIn(named_));
+    fs::remove_all(named_);
+    std::string const inMemory =
+        pcFile(R"({"port": 1, "protocols": ["2.0"], "speed": "high", "device": {"instanceId": "USB\\ONE",
+            "disk": {"instanceId": "DISK\\ONE", "number": 1, "sectorCount": 64}}})");
+    EXPECT_EQ(runCli(runOn(inMemory)).code, 0);
+}
+
+TEST_F(OtherFolders, OfTwoBackupsOfTheSameSectorsNoneIsPutBack) {
+    runTwiceCutShort({10});
+    std::string const overwritten = image_.contents();
+    for (auto const & more : {journalIn(named_), std::vector<std::string>{}, {"--device", "DISK\\ONE"}}) {
+        auto arguments = recoverOn(pc(), more);
+        arguments.emplace_back("--allow-destructive");
+        auto const refused = runCli(arguments);
+        EXPECT_EQ(refused.code, 6);
+        EXPECT_TRUE(contains(refused.output, "holds a backup of the same sectors, too")) << refused.output;
+        EXPECT_TRUE(contains(refused.output, commandFor(named_))) << refused.output;
+        EXPECT_TRUE(contains(refused.output, "'nuvrusb recover --machine")) << refused.output;
+    }
+    EXPECT_EQ(runCli(recoverOn(pc(), {"--dry-run"})).code, 6);
+    EXPECT_EQ(image_.contents(), overwritten);
+    EXPECT_EQ(backups().size(), 1U);
+    EXPECT_EQ(filesIn(named_).size(), 1U);
+    EXPECT_EQ(notes().size(), 1U);
+
+    EXPECT_EQ(runCli(recoverOn(pc(), {"--discard", "--allow-destructive"})).code, 0);
+    EXPECT_EQ(recoverIn(named_).code, 0);
+    EXPECT_EQ(image_.contents().substr(8 * sectorSize, sectorsOfAPiece * sectorSize),
+              std::string(sectorsOfAPiece * sectorSize, '\x33'));
+    EXPECT_TRUE(notes().empty());
+}
+
+TEST_F(OtherFolders, BackupsOfOtherSectorsDoNotWaitForEachOther) {
+    runTwiceCutShort({12});
+    EXPECT_EQ(runCli(recoverOn(pc(), {"--allow-destructive"})).code, 0);
+    EXPECT_EQ(recoverIn(named_).code, 0);
+    EXPECT_TRUE(isAsBefore());
 }
 
 TEST_F(OtherFolders, AFolderThatIsGivenUpIsForgotten) {
@@ -196,16 +288,19 @@ TEST_F(OtherFolders, AFolderThatOwesMoreIsNotForgotten) {
     expectFoundIn(named_);
 }
 
-TEST_F(OtherFolders, ADamagedNoteIsToldAndStopsNothing) {
+TEST_F(OtherFolders, ADamagedNoteIsToldAndNothingIsWritten) {
     runCutShort(pc(), journalIn(named_));
     ASSERT_EQ(notes().size(), 1U);
     fs::path const note = journal_ / notes().front();
     std::ofstream(note) << "something else";
     EXPECT_TRUE(contains(devices().errors, utf8(note) + " is damaged")) << devices().errors;
     EXPECT_TRUE(contains(runCli(recoverOn(pc())).errors, utf8(note) + " is damaged"));
-    EXPECT_EQ(runCli(runOn(pc())).code, 0);
+    expectRefused(runOn(pc()), utf8(note) + " is damaged");
     EXPECT_EQ(recoverIn(named_).code, 0);
+    expectRefused(runOn(pc(), journalIn(named_)), "Remove the file once nothing is owed");
     EXPECT_EQ(notes().size(), 1U);
+    fs::remove(note);
+    EXPECT_EQ(runCli(runOn(pc())).code, 0);
 }
 
 TEST_F(OtherFolders, NothingIsWrittenWhileANoteCannotBeRead) {

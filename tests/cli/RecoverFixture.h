@@ -46,10 +46,12 @@ protected:
     }
 
     // A PC with the image in a stick.
-    std::string pc(std::string const & disk = R"("serialNumber": "S1")", std::size_t sectorCount = sectors) const {
+    std::string pc(std::string const & disk = R"("serialNumber": "S1")", std::size_t sectorCount = sectors,
+                   std::string const & model = "Stick") const {
         return pcFile(R"({"port": 1, "protocols": ["2.0"], "speed": "high", "device": {"instanceId": "USB\\ONE",
-            "disk": {"instanceId": "DISK\\ONE", "name": "Stick", "number": 1, "image": ")" +
-                      image_.inJson() + R"(", "sectorCount": )" + std::to_string(sectorCount) + ", " + disk + "}}}");
+            "disk": {"instanceId": "DISK\\ONE", "number": 1, "name": ")" +
+                      model + R"(", "image": ")" + image_.inJson() + R"(", "sectorCount": )" +
+                      std::to_string(sectorCount) + ", " + disk + "}}}");
     }
 
     static std::vector<std::string> runOn(std::string const & pc, std::vector<std::string> const & more = {}) {

@@ -156,6 +156,35 @@ TEST_F(Recover, ADiskWithoutSerialNumberHasToBeNamed) {
     EXPECT_TRUE(isAsBefore());
 }
 
+TEST_F(Recover, ADiskOfAnotherModelHasToBeNamed) {
+    runCutShort(pc());
+    std::string const before = image_.contents();
+    std::string const renamed = pc(R"("serialNumber": "S1")", sectors, "Disk");
+    auto const result = runCli(recoverOn(renamed, {"--allow-destructive"}));
+    EXPECT_EQ(result.code, 6);
+    EXPECT_TRUE(contains(result.output, "The disk has the serial number of the one that was backed up, but is called "
+                                        "Disk, not Stick. Name it with --device if it is the one."))
+        << result.output;
+    EXPECT_EQ(runCli(recoverOn(renamed, {"--dry-run"})).code, 6);
+    EXPECT_EQ(image_.contents(), before);
+    EXPECT_EQ(backups().size(), 1U);
+    EXPECT_TRUE(contains(runCli({"devices", "--machine", renamed}).errors, "An earlier run was cut short"));
+    EXPECT_EQ(runCli(runOn(renamed)).code, 6);
+
+    EXPECT_EQ(runCli(recoverOn(renamed, {"--allow-destructive", "--device", "DISK\\ONE"})).code, 0);
+    EXPECT_TRUE(isAsBefore());
+}
+
+TEST_F(Recover, ABackupWithoutAModelBelongsToTheDiskWithItsSerialNumber) {
+    auto const storage = journal::folderStorage(journal_.string());
+    std::vector<std::byte> const bytes(sectorsOfAPiece * sectorSize, std::byte{0x44});
+    ASSERT_TRUE(journal::Journal(*storage)
+                    .keep({"S1", "", sectors * sectorSize, sectorSize}, {8, sectorsOfAPiece}, bytes)
+                    .entry);
+    EXPECT_EQ(runCli(recoverOn(pc(), {"--allow-destructive"})).code, 0);
+    EXPECT_EQ(image_.contents()[8 * sectorSize], '\x44');
+}
+
 TEST_F(Recover, ADiskInUseIsLeftAlone) {
     runCutShort(pc());
     auto const result = runCli(

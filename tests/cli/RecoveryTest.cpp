@@ -174,6 +174,24 @@ TEST_F(RecoveryTest, ABackupThatCannotBeRemovedIsOwedNoMore) {
     EXPECT_EQ(journal::survey(storage_).unfinished, Lines{"backup-000001.done"});
 }
 
+// As after a restore that was cut short before its flush.
+TEST_F(RecoveryTest, BytesInPlaceAreFlushedBeforeTheBackupGoes) {
+    owe(512);
+    bytes_->bytes = original_;
+    bytes_->flushError = 1117;
+    auto const unconfirmed = recoverOn(*pc());
+    EXPECT_EQ(unconfirmed.kind, Kind::Failed);
+    EXPECT_EQ(unconfirmed.text,
+              "The disk did not confirm what was written. The device reported an input or output error.");
+    EXPECT_EQ(files_->names(), Lines{"backup-000001.undo"});
+
+    bytes_->flushError = 0;
+    bytes_->flushes = 0;
+    EXPECT_EQ(recoverOn(*pc()).kind, Kind::InPlace);
+    EXPECT_EQ(bytes_->flushes, 1);
+    EXPECT_TRUE(files_->names().empty());
+}
+
 TEST_F(RecoveryTest, WithoutMemoryNothingIsWritten) {
     owe(512);
     auto const before = bytes_->bytes;

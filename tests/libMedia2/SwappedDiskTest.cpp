@@ -86,6 +86,24 @@ TEST_F(SwappedDisk, IsNotBackedUpAsTheOneThatWasThere) {
     }
 }
 
+// Whoever agrees to go on without a backup has agreed to another disk.
+TEST_F(SwappedDisk, IsNotOverwrittenWithoutABackupEither) {
+    begin({"S1"}, {"S2"});
+    EXPECT_FALSE(backUp());
+    EXPECT_FALSE(overwrite());
+    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_MEDIA_CHANGED);
+    EXPECT_EQ(drive_->lastErrorType(), libMedia2::Drive::Other);
+    pass_.reset();
+    EXPECT_TRUE(backUp());
+    EXPECT_FALSE(backup_.isAll(0xEE));
+}
+
+TEST_F(SwappedDisk, OneThatToldNothingAtFirstIsTakenForTheOneInTheTree) {
+    begin({"", ""}, {"S1"});
+    EXPECT_TRUE(backUp());
+    EXPECT_EQ(pc_->propertyQueries, 0);
+}
+
 TEST_F(SwappedDisk, OneWithASerialNumberIsNotOneWithout) {
     begin({""}, {"S1"});
     EXPECT_FALSE(backUp());

@@ -22,6 +22,8 @@ public:
     explicit StoredBytes(std::size_t size) : bytes(size, std::byte{0x33}) {}
 
     std::vector<std::byte> bytes;
+    std::uint32_t flushError = 0;
+    int flushes = 0;
 
     std::uint64_t size() const override { return bytes.size(); }
     std::uint32_t read(std::uint64_t offset, std::span<std::byte> buffer) override {
@@ -32,7 +34,10 @@ public:
         std::ranges::copy(from, std::span(bytes).subspan(offset, from.size()).begin());
         return 0;
     }
-    std::uint32_t flush() override { return 0; }
+    std::uint32_t flush() override {
+        ++flushes;
+        return flushError;
+    }
 };
 
 inline constexpr char const * storedStick = R"("name": "Stick", "serialNumber": "S1")";

@@ -126,6 +126,23 @@ TEST_F(OwedTest, NoRunWritesToTheDiskWhateverFails) {
     }
 }
 
+// Later commands have to look into the folder then.
+TEST_F(OwedTest, TheNoteStaysWhileALossOfPowerMayBringTheBackupBack) {
+    for (bool const isDiscarded : {false, true}) {
+        SCOPED_TRACE(isDiscarded ? "discarded" : "put back");
+        pc_.load(owed_);
+        pc_.journalDisk().failing = "syncNames";
+        std::vector<std::string> arguments = recovering();
+        if (isDiscarded) {
+            arguments.emplace_back("--discard");
+        }
+        EXPECT_NE(pc_.call(arguments).exitCode, 0);
+        EXPECT_TRUE(pc_.isFolderNoted());
+        pc_.journalDisk().losePower({});
+        EXPECT_TRUE(isKept());
+    }
+}
+
 TEST_F(OwedTest, ABackupThatCannotBeReadNowIsNotCalledDamaged) {
     Outcome const struck = pc_.call(recovering(), Fault{Call::Journal, 2, false, 1117}); // after the list
     EXPECT_EQ(struck.result, "CANNOTRUN");

@@ -71,6 +71,11 @@ std::vector<Refusal> refusals() {
          withVolumes({volume({}), volume({{"firstSector", 2000}, {"inUse", true}})}),
          "DEVICEBUSY",
          {"DEVICE_IS_BUSY"}},
+        // Windows denies the lock of a volume that holds its page file.
+        {"PageFile",
+         sweptDiskWith({{"faults", fault({{"call", "lock"}, {"error", 5}})}}),
+         "DEVICEBUSY",
+         {"DEVICE_IS_BUSY"}},
         {"BitLocker", withVolumes({volume({{"encryption", "bitLocker"}})}), "CANNOTRUN", {"EncryptedDriveDetected"}},
         {"BitLockerToGo",
          withVolumes({volume({{"encryption", "bitLockerToGo"}})}),

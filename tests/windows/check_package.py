@@ -11,6 +11,8 @@ import tempfile
 import unittest
 import zipfile
 
+import wine_process
+
 EMULATOR = PROGRAM = REPOSITORY = OBJDUMP = ""
 LIMIT = 60  # seconds: everything here takes far less
 LARGEST = 4_000_000  # bytes of the program: it has to be smaller
@@ -32,6 +34,16 @@ class Program(unittest.TestCase):
         libraries = {name.lower() for name in re.findall(r"^\s*DLL Name: (\S+)", listed, re.MULTILINE)}
         self.assertIn("kernel32.dll", libraries)  # else the list is not what it is taken for
         self.assertLessEqual(libraries, OF_WINDOWS)
+
+    def test_carries_its_version_and_its_manifest(self):
+        with open(PROGRAM, "rb") as stream:
+            program = stream.read()
+        for text in ("ProductVersion", "6.5 build 000000001", "FileVersion"):
+            self.assertIn(text.encode("utf-16-le"), program, text)
+        manifest = re.search(rb"<assembly .*?</assembly>", program, re.DOTALL).group().decode()
+        for wanted in ('level="asInvoker"', ">true</longPathAware>", ">UTF-8</activeCodePage>",
+                       "{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}"):  # the last is Windows 10 and 11
+            self.assertIn(wanted, manifest)
 
     def test_is_a_64_bit_console_program(self):
         listed = subprocess.run([OBJDUMP, "-f", "-p", PROGRAM], capture_output=True, text=True, check=True).stdout
@@ -91,8 +103,8 @@ class Package(unittest.TestCase):
         self.assertGreater(links, 0)
 
     def run_copy(self, *arguments):
-        return subprocess.run([EMULATOR, self.path("nuvrusb.exe"), *arguments], cwd=self.path(), capture_output=True,
-                              timeout=LIMIT, stdin=subprocess.DEVNULL, env={**os.environ, "LANG": "C"})
+        return wine_process.run([EMULATOR, self.path("nuvrusb.exe"), *arguments], cwd=self.path(), capture_output=True,
+                                timeout=LIMIT, stdin=subprocess.DEVNULL, env={**os.environ, "LANG": "C"})
 
     def test_unpacked_program_starts(self):
         said = self.run_copy("--version")

@@ -79,7 +79,7 @@ private:
 
 // The disks that the volume of a folder lies on; empty when they cannot be told.
 std::vector<DWORD> disksBelow(fs::path const & folder) {
-    std::array<wchar_t, MAX_PATH + 1> root{};
+    std::wstring root(folder.native().size() + MAX_PATH, L'\0');
     std::array<wchar_t, MAX_PATH + 1> name{};
     if (GetVolumePathNameW(folder.c_str(), root.data(), static_cast<DWORD>(root.size())) == FALSE ||
         GetVolumeNameForVolumeMountPointW(root.data(), name.data(), static_cast<DWORD>(name.size())) == FALSE) {

@@ -20,8 +20,9 @@ namespace machine {
 namespace {
 
 bool isWritableDisk(OpenRequest const & request) {
-    return (request.access & GENERIC_WRITE) != 0 &&
-           foldedCase(withoutDevicePrefix(request.path)).starts_with(u"PHYSICALDRIVE");
+    std::u16string const name = foldedCase(withoutDevicePrefix(request.path));
+    bool const isDisk = name.starts_with(u"PHYSICALDRIVE") || name.find(u"#DISK&") != name.npos; // or its interface
+    return isDisk && (request.access & GENERIC_WRITE) != 0;
 }
 
 class WindowsMachine final : public Machine {

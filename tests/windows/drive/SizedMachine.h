@@ -2,8 +2,8 @@
 #pragma once
 
 #include "kernel.h"
-#include "machine/Machine.h"
 #include "machine/windows/WindowsMachine.h"
+#include "support/Forwarding.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -11,22 +11,13 @@
 #include <memory>
 #include <optional>
 #include <span>
-#include <string_view>
 #include <utility>
 
 // A file that tells the size of a disk besides.
-class SizedFile final : public machine::File {
+class SizedFile final : public support::ForwardingFile {
 public:
     SizedFile(std::unique_ptr<machine::File> file, std::uint32_t sectorSize, std::uint64_t size)
-        : file_(std::move(file)), sectorSize_(sectorSize), size_(size) {}
-
-    machine::Started read(std::uint64_t offset, std::span<std::byte> buffer) override {
-        return file_->read(offset, buffer);
-    }
-    machine::Started write(std::uint64_t offset, std::span<std::byte const> buffer) override {
-        return file_->write(offset, buffer);
-    }
-    std::uint32_t flush() override { return file_->flush(); }
+        : ForwardingFile(std::move(file)), sectorSize_(sectorSize), size_(size) {}
 
     machine::Transfer control(std::uint32_t code, std::span<std::byte const> input, std::span<std::byte> output,
                               std::optional<machine::Duration> limit) override {
@@ -41,7 +32,7 @@ public:
             record.Length = static_cast<std::int64_t>(size_);
             return answer(record, output);
         }
-        return file_->control(code, input, output, limit);
+        return ForwardingFile::control(code, input, output, limit);
     }
 
 private:
@@ -52,34 +43,24 @@ private:
         return {kernel::ERROR_SUCCESS, static_cast<std::uint32_t>(size)};
     }
 
-    std::unique_ptr<machine::File> file_;
     std::uint32_t sectorSize_;
     std::uint64_t size_;
 };
 
-class SizedMachine final : public machine::Machine {
+class SizedMachine final : public support::ForwardingMachine {
 public:
-    SizedMachine(std::uint32_t sectorSize, std::uint64_t size) : sectorSize_(sectorSize), size_(size) {}
+    SizedMachine(std::uint32_t sectorSize, std::uint64_t size)
+        : ForwardingMachine(machine::makeWindowsMachine()), sectorSize_(sectorSize), size_(size) {}
 
-    std::string name() const override { return pc_->name(); }
     machine::Opened open(machine::OpenRequest const & request) override {
-        machine::Opened opened = pc_->open(request);
+        machine::Opened opened = ForwardingMachine::open(request);
         if (opened.file) {
             opened.file = std::make_unique<SizedFile>(std::move(opened.file), sectorSize_, size_);
         }
         return opened;
     }
-    machine::DeviceTree const & devices() const override { return pc_->devices(); }
-    bool isPresent(machine::NodeId node) const override { return pc_->isPresent(node); }
-    machine::Clock & clock() override { return pc_->clock(); }
-    std::vector<std::u16string> volumes() const override { return pc_->volumes(); }
-    std::uint32_t take(machine::Resource resource) override { return pc_->take(resource); }
-    bool portDoesSuperSpeedPlus(std::u16string_view hubPath, std::uint32_t port) const override {
-        return pc_->portDoesSuperSpeedPlus(hubPath, port);
-    }
 
 private:
-    std::unique_ptr<machine::Machine> const pc_ = machine::makeWindowsMachine();
     std::uint32_t const sectorSize_;
     std::uint64_t const size_;
 };

@@ -9,17 +9,17 @@ import json
 import os
 import re
 import shutil
-import signal
 import subprocess
 import sys
 import tempfile
 import threading
 import unittest
 
+sys.path.append(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+import wine_process  # beside this folder
+
 DRIVES = ["U:", "V:"]  # whose volumes become those of a description
 LIMIT = 240  # seconds: nothing here may take longer
-# Wine kills a process that has ended and whose memory takes half a second to go, as happens on a busy PC.
-LOST = -signal.SIGKILL
 EMULATOR = PROGRAM = SERVER = DRIVER = CFGMGR32 = REPEATED = ENDER = CLONE = FOLDER = ""
 
 
@@ -123,13 +123,8 @@ def live_environment():
 
 
 def run(*arguments, **more):
-    """Once more where the exit code was lost; twice in a row is no accident."""
-    for _ in range(2):
-        ended = subprocess.run(command(*arguments), env=live_environment(), timeout=LIMIT, stdin=subprocess.DEVNULL,
-                               capture_output=True, **more)
-        if ended.returncode != LOST:
-            break
-    return ended
+    return wine_process.run(command(*arguments), env=live_environment(), timeout=LIMIT, stdin=subprocess.DEVNULL,
+                            capture_output=True, **more)
 
 
 def run_beside(name, *arguments, **more):
