@@ -3,10 +3,7 @@
 
 #include "tkit5/Start.h"
 
-#include <nlohmann/json.hpp>
-
 #include <fstream>
-#include <sstream>
 #include <utility>
 
 namespace test {
@@ -117,11 +114,7 @@ TEST_F(OtherFolders, AHostReadsWhereElseSomethingIsOwed) {
     fs::create_directory(journal_ / "folder-00000000-1.txt"); // a note that cannot be read
     auto const result = runCli(recoverOn(pc(), {"--format", "jsonl"}));
     keepForSchemaCheck(result.output);
-    std::vector<nlohmann::json> lines;
-    std::istringstream stream(result.output);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(nlohmann::json::parse(line));
-    }
+    auto const lines = linesOf(result.output);
     ASSERT_EQ(lines.size(), 3U);
     EXPECT_EQ(lines[0]["type"], "otherFolder");
     EXPECT_EQ(lines[0]["folder"], utf8(fs::weakly_canonical(named_)));

@@ -13,10 +13,12 @@
 #include "support/StateFolder.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -114,6 +116,14 @@ protected:
         }
         std::ranges::sort(names);
         return names;
+    }
+    static std::vector<nlohmann::json> linesOf(std::string const & output) {
+        std::vector<nlohmann::json> lines;
+        std::istringstream stream(output);
+        for (std::string line; std::getline(stream, line);) {
+            lines.push_back(nlohmann::json::parse(line));
+        }
+        return lines;
     }
     bool isAsBefore() const { return image_.contents() == std::string(sectors * sectorSize, '\x33'); }
 

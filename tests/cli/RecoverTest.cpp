@@ -7,7 +7,6 @@
 #include <nlohmann/json.hpp>
 
 #include <fstream>
-#include <sstream>
 
 namespace test {
 namespace {
@@ -245,11 +244,7 @@ TEST_F(Recover, AHostReadsWhatIsOwedAndWhatBecameOfIt) {
     runCutShort(pc());
     auto const result = runCli(recoverOn(pc(), {"--allow-destructive", "--format", "jsonl"}));
     keepForSchemaCheck(result.output);
-    std::vector<nlohmann::json> lines;
-    std::istringstream stream(result.output);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(nlohmann::json::parse(line));
-    }
+    auto const lines = linesOf(result.output);
     ASSERT_EQ(lines.size(), 3U);
     EXPECT_EQ(lines[0]["type"], "owed");
     EXPECT_EQ(lines[0]["firstSector"], 8);

@@ -1,6 +1,7 @@
 #include "DiskAnswers.h"
 
 #include "DiskProperties.h"
+#include "Sharing.h"
 #include "kernel/Files.h"
 #include "kernel/StorageRecords.h"
 
@@ -47,12 +48,6 @@ DiskAnswer struck(DiskFault const * fault, DiskAnswer answer) {
     }
     answer.hangs = true;
     return answer;
-}
-
-bool hasAccess(OpenedFor const & opened, std::uint32_t code) {
-    std::uint32_t const needed = kernel::requiredAccess(code);
-    return ((needed & kernel::FILE_READ_ACCESS) == 0 || opened.reading) &&
-           ((needed & kernel::FILE_WRITE_ACCESS) == 0 || opened.writing);
 }
 
 DiskAnswer geometry(DiskState const & disk, std::span<std::byte> output) {
@@ -141,7 +136,7 @@ DiskAnswer answerOfDisk(DiskState & disk, Duration now, OpenedFor const & opened
     if (disk.media(now) == MediaState::Unplugged) {
         return error(kernel::ERROR_DEVICE_NOT_CONNECTED);
     }
-    if (!hasAccess(opened, code)) {
+    if (!hasAccess(opened.reading, opened.writing, code)) {
         return error(kernel::ERROR_ACCESS_DENIED);
     }
     switch (code) {
@@ -181,7 +176,7 @@ DiskAnswer answerOfVolume(DiskState & disk, Duration now, VolumeState & volume, 
     if (disk.media(now) == MediaState::Unplugged) {
         return error(kernel::ERROR_DEVICE_NOT_CONNECTED);
     }
-    if (!hasAccess(opened, code)) {
+    if (!hasAccess(opened.reading, opened.writing, code)) {
         return error(kernel::ERROR_ACCESS_DENIED);
     }
     // Without a medium there is a volume, but nothing that it could lie on or that could be locked.

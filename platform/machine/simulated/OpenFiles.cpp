@@ -63,7 +63,7 @@ public:
 
 private:
     Answer ask(std::uint32_t code, std::span<std::byte const> input, std::span<std::byte> output) {
-        if (!hasAccess(sharing_, code)) {
+        if (!hasAccess(sharing_.reads, sharing_.writes, code)) {
             return {{kernel::ERROR_ACCESS_DENIED, 0}, false};
         }
         if (target_.kind == Openable::Kind::Controller) {

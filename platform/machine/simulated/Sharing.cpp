@@ -19,10 +19,9 @@ bool isForbidden(Openable const & target, Sharing const & wanted) {
             (!wanted.sharesWrite && target.writers > 0));
 }
 
-bool hasAccess(Sharing const & sharing, std::uint32_t controlCode) {
+bool hasAccess(bool reads, bool writes, std::uint32_t controlCode) {
     std::uint32_t const needed = kernel::requiredAccess(controlCode);
-    return ((needed & kernel::FILE_READ_ACCESS) == 0 || sharing.reads) &&
-           ((needed & kernel::FILE_WRITE_ACCESS) == 0 || sharing.writes);
+    return ((needed & kernel::FILE_READ_ACCESS) == 0 || reads) && ((needed & kernel::FILE_WRITE_ACCESS) == 0 || writes);
 }
 
 Share::Share(Openable & target, Sharing const & sharing) : target_(target), sharing_(sharing) {

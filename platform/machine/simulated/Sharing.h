@@ -25,7 +25,7 @@ inline bool takesPart(Sharing const & sharing) {
 bool isForbidden(Openable const & target, Sharing const & wanted);
 
 // Whether an open has the access that an I/O control needs, which is looked at before a driver sees the control.
-bool hasAccess(Sharing const & sharing, std::uint32_t controlCode);
+bool hasAccess(bool reads, bool writes, std::uint32_t controlCode);
 
 // One open as it is counted, from construction to destruction. The target stays where it is meanwhile.
 class Share {
