@@ -190,8 +190,14 @@ FolderNotes folderNotes(journal::Storage & usual) {
     return found;
 }
 
+void removeUnfinished(journal::Storage & usual, FolderNotes const & notes) {
+    for (std::string const & name : notes.unfinished) {
+        usual.remove(name);
+    }
+}
+
 std::uint32_t forgetFolder(journal::Storage & usual, FolderNotes const & notes, std::string const & folder) {
-    std::vector<std::string> names = notes.unfinished;
+    std::vector<std::string> names;
     for (FolderNotes::Note const & note : notes.notes) {
         if (isSameFolder(note.folder, folder)) {
             names.push_back(note.name);

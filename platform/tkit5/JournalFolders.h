@@ -49,8 +49,11 @@ struct FolderNotes {
 };
 FolderNotes folderNotes(journal::Storage & usual);
 
-// Gives up those of the notes that are about this folder, and what was never completed. The error tells that some of
-// them may still be there; it may be that of the notes themselves.
+// Those that cannot be removed do no harm.
+void removeUnfinished(journal::Storage & usual, FolderNotes const & notes);
+
+// Gives up those of the notes that are about this folder. The error tells that some of them may still be there; it may be
+// that of the notes themselves.
 std::uint32_t forgetFolder(journal::Storage & usual, FolderNotes const & notes, std::string const & folder);
 
 } // namespace tkit5

@@ -87,4 +87,11 @@ void forgetSettledFolder(Options const & options, terminal::Console & console, j
     }
 }
 
+void removeUnfinishedNotes() {
+    if (std::string const usual = usualJournalFolder(); !usual.empty()) {
+        auto const storage = journal::folderStorage(usual);
+        removeUnfinished(*storage, folderNotes(*storage));
+    }
+}
+
 } // namespace tkit5

@@ -18,4 +18,7 @@ void tellOfOtherFolders(OtherPlaces const & others, Options const & options, ter
 // If nothing is left in the storage, which is that of the command's folder, later commands need not look there.
 void forgetSettledFolder(Options const & options, terminal::Console & console, journal::Storage & storage);
 
+// Removes the notes that runs which were cut short have not completed.
+void removeUnfinishedNotes();
+
 } // namespace tkit5

@@ -115,6 +115,9 @@ public:
             if (looksElsewhere_ && isFound && closed_ == owed) {
                 forgetSettledFolder(options_, console_, *storage_);
             }
+            if (looksElsewhere_) {
+                removeUnfinishedNotes();
+            }
         }
         return ended(result);
     }

@@ -138,6 +138,19 @@ TEST_F(OtherFolders, AFolderIsFoundFromWhereverItWasNamed) {
     EXPECT_TRUE(notes().empty());
 }
 
+// Nothing was overwritten before the note was complete.
+TEST_F(OtherFolders, ANoteThatWasNeverCompletedHoldsUpNothingAndIsRemoved) {
+    fs::create_directories(journal_);
+    std::string const name = "folder-00000000-1.new";
+    std::ofstream(journal_ / name) << "half a na";
+    EXPECT_EQ(devices().errors, "");
+    EXPECT_EQ(runCli(runOn(pc(), journalIn(named_))).code, 0);
+    EXPECT_EQ(recoverIn(named_, {"--dry-run"}).code, 0);
+    EXPECT_EQ(filesIn(journal_), std::vector<std::string>{name});
+    EXPECT_EQ(recoverIn(named_).code, 0);
+    EXPECT_TRUE(filesIn(journal_).empty());
+}
+
 TEST_F(OtherFolders, ANameInAnyScriptIsFound) {
     named_ = journal_.parent_path() / fs::path(u8"Gr\u00FC\u00DFe \u65E5\u672C");
     runCutShort(pc(), journalIn(named_));

@@ -96,6 +96,9 @@ class Killer:
         left = sorted(path.name for path in self.journal.iterdir()) if self.journal.exists() else []
         if left:
             raise AssertionError(f"the journal still holds {left}")
+        unfinished = sorted(path.name for path in self.state.glob("nuvrusb/*.new"))
+        if unfinished:
+            raise AssertionError(f"nobody needs {unfinished}, which are still there")
         notes = sorted(path.name for path in self.state.glob("nuvrusb/folder-*"))
         if isOwed and notes:
             raise AssertionError(f"nothing is owed any more, but there are still {notes}")

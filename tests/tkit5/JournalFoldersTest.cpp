@@ -119,6 +119,7 @@ TEST_F(JournalFoldersTest, WhatIsCutOffIsNoDamagedNote) {
                 EXPECT_TRUE(found.damaged.empty());
                 unfinished += static_cast<int>(found.unfinished.size());
                 EXPECT_EQ(forget("safe"), 0U);
+                removeUnfinished(usual_, found);
                 EXPECT_TRUE(disk_->names().empty());
             }
         }
