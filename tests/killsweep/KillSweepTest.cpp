@@ -155,6 +155,38 @@ TEST(KillSweepOfRecovery, EveryKillIsUndoneWithTwoBackupsOfTheSameBlock) {
     expectAllUndone(recovery, pass.before.disk, killsWanted() / 40);
 }
 
+// What a pass and the recovery after it do when the pass is killed between a restore and its flush.
+struct BytesInPlace {
+    Recorded recovery;
+    Recorded both; // recorded as one, since the disk has not yet all that the pass wrote
+};
+
+BytesInPlace recoveredBeforeTheFlush() {
+    Recorded const pass = recordPass(Backups::InJournal);
+    BytesInPlace result{.recovery = {}, .both = {.before = pass.before, .after = {}, .record = {}}};
+    Remains remains(pass.before, sectorSize);
+    for (Step const & step : pass.record.steps()) {
+        if (step.kind == Kind::DiskFlush) {
+            break;
+        }
+        remains.apply(step);
+        result.both.record.add(step);
+    }
+    result.recovery = recordRecovery(remains.withAllKept());
+    std::ranges::for_each(result.recovery.record.steps(), [&](Step const & step) { result.both.record.add(step); });
+    return result;
+}
+
+TEST(KillSweepOfRecovery, EveryKillIsUndoneWithBytesThatAreInPlaceButNotFlushed) {
+    auto const [recovery, both] = recoveredBeforeTheFlush();
+    ASSERT_EQ(recovery.code, 0);
+    ASSERT_EQ(recovery.before.files.size(), 1U);
+    ASSERT_EQ(recovery.before.disk, both.before.disk);
+    ASSERT_EQ(count(recovery, Kind::DiskWrite), 0U);
+    ASSERT_EQ(count(recovery, Kind::DiskFlush), 1U);
+    expectAllUndone(both, both.before.disk, killsWanted() / 40);
+}
+
 // The sweep itself: it has to find what is lost where a promise is broken.
 
 constexpr std::uint64_t fewSeeds = 4;
@@ -170,23 +202,33 @@ TEST(KillSweepItself, FindsWhatIsLostWithoutBackups) {
     EXPECT_LT(swept.faults.size(), swept.kills);
 }
 
-class KillSweepItself : public testing::TestWithParam<std::pair<char const *, Kind>> {};
-
 // A record in which some steps are missing is that of a program which leaves them out.
-TEST_P(KillSweepItself, FindsWhatIsLostWithoutAStep) {
-    Recorded const pass = recordPass(Backups::InJournal);
-    Recorded spoiled{.before = pass.before, .after = {}, .record = {}, .code = pass.code};
-    for (Step const & step : pass.record.steps()) {
-        if (step.kind != GetParam().second) {
+Recorded without(Recorded const & recorded, Kind kind) {
+    Recorded spoiled{.before = recorded.before, .after = {}, .record = {}, .code = recorded.code};
+    for (Step const & step : recorded.record.steps()) {
+        if (step.kind != kind) {
             spoiled.record.add(step);
         }
     }
-    ASSERT_LT(spoiled.record.steps().size(), pass.record.steps().size());
-    Sweep const swept = sweep(spoiled, pass.before.disk, fewSeeds, hereAndThere);
+    EXPECT_LT(spoiled.record.steps().size(), recorded.record.steps().size());
+    return spoiled;
+}
+
+class KillSweepWithout : public testing::TestWithParam<std::pair<char const *, Kind>> {};
+
+TEST_P(KillSweepWithout, AStepFindsWhatIsLost) {
+    Recorded const pass = recordPass(Backups::InJournal);
+    Sweep const swept = sweep(without(pass, GetParam().second), pass.before.disk, fewSeeds, hereAndThere);
     EXPECT_FALSE(swept.faults.empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Without, KillSweepItself,
+TEST(KillSweepItself, FindsWhatIsLostWhenBytesInPlaceAreNotFlushed) {
+    Recorded const both = recoveredBeforeTheFlush().both;
+    Sweep const swept = sweep(without(both, Kind::DiskFlush), both.before.disk, fewSeeds, everywhere);
+    EXPECT_FALSE(swept.faults.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Itself, KillSweepWithout,
                          testing::Values(std::pair("FlushingTheDisk", Kind::DiskFlush),
                                          std::pair("SyncingBackups", Kind::FileSync),
                                          std::pair("SyncingNames", Kind::NamesSync)),
