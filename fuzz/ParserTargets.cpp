@@ -14,9 +14,12 @@
 #include "tkit5.h"
 #include "tkit5/CommandLine.h"
 #include "tkit5/HostLines.h"
+#include "tkit5/JournalFolders.h"
 #include "tkit5/Locale.h"
 #include "tkit5/ParameterText.h"
 #include "usbtopo/ConnectionRecords.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -144,6 +147,20 @@ void journalEntry(std::uint8_t const * data, std::size_t size) {
     }
 }
 
+// A line with the name of its file and the contents, which are also given the name that their checksum makes.
+void folderNote(std::uint8_t const * data, std::size_t size) {
+    std::string const text = textOf(data, size);
+    std::size_t const end = std::min(text.find('\n'), text.size());
+    std::string const contents = text.substr(std::min(end + 1, text.size()));
+    std::uint32_t const sum = journal::crc32c(std::as_bytes(std::span(contents)));
+    for (std::string const & name : {text.substr(0, end), fmt::format("folder-{:08X}-1.txt", sum)}) {
+        if (auto const folder = tkit5::folderOfNote(name, contents)) {
+            promise(*folder + "\n" == contents);
+            promise(tkit5::isSameFolder(*folder, *folder));
+        }
+    }
+}
+
 void portRecords(std::uint8_t const * data, std::size_t size) {
     auto const bytes = exactly(data, size);
     if (auto const ports = usbtopo::parsePortCount(bytes)) {
@@ -222,6 +239,7 @@ std::span<Target const> parserTargets() {
                                      {"boot_sector", bootSector},
                                      {"command_line", commandLine},
                                      {"description", description},
+                                     {"folder_note", folderNote},
                                      {"host_lines", hostLines},
                                      {"journal_entry", journalEntry},
                                      {"locale", locale},

@@ -131,6 +131,12 @@ bool isSameFolder(std::string const & a, std::string const & b) {
     return absoluteFolder(a) == absoluteFolder(b) || fs::equivalent(pathFrom(a), pathFrom(b), failure);
 }
 
+std::optional<std::string> folderOfNote(std::string const & name, std::string const & contents) {
+    auto const note = parsed(name, complete);
+    bool const isIntact = note && checksumOf(contents) == note->checksum && contents.ends_with('\n');
+    return isIntact ? std::optional(contents.substr(0, contents.size() - 1)) : std::nullopt;
+}
+
 Noted noteFolder(journal::Storage & usual, std::string const & folder) {
     std::string const contents = absoluteFolder(folder) + "\n";
     Created created = createNext(usual, checksumOf(contents));
@@ -168,23 +174,23 @@ FolderNotes folderNotes(journal::Storage & usual) {
     found.error = listed.error;
     std::ranges::sort(listed.names);
     for (std::string const & name : listed.names) {
-        auto const note = parsed(name, complete);
-        if (!note && !parsed(name, unfinished)) {
+        bool const isComplete = parsed(name, complete).has_value();
+        if (!isComplete && !parsed(name, unfinished)) {
             continue;
         }
         Contents const contents = contentsOf(usual, name);
         if (contents.error == kernel::ERROR_SHARING_VIOLATION || contents.error == kernel::ERROR_FILE_NOT_FOUND) {
             continue;
         }
-        if (!note) {
+        if (!isComplete) {
             found.unfinished.push_back(name);
         } else if (contents.error != kernel::ERROR_SUCCESS) {
             found.unread = name;
             found.error = contents.error;
-        } else if (checksumOf(contents.text) != note->checksum || !contents.text.ends_with('\n')) {
-            found.damaged.push_back(name);
+        } else if (auto folder = folderOfNote(name, contents.text)) {
+            found.notes.push_back({name, std::move(*folder)});
         } else {
-            found.notes.push_back({name, contents.text.substr(0, contents.text.size() - 1)});
+            found.damaged.push_back(name);
         }
     }
     return found;

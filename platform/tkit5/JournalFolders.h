@@ -19,6 +19,9 @@ namespace tkit5 {
 std::string absoluteFolder(std::string const & folder);
 bool isSameFolder(std::string const & a, std::string const & b);
 
+// What the file of a complete note is about; empty for any other file, such as a damaged one.
+std::optional<std::string> folderOfNote(std::string const & name, std::string const & contents);
+
 // A note of a run that goes on.
 struct OpenNote {
     std::string name; // of its file
