@@ -23,10 +23,12 @@ begin_build() {
 # Others may build again. The program is started without the lock.
 end_build() { exec 9>&-; }
 
+say() { echo "$1" >&2; }
+
 # step WORDS COMMAND...: says WORDS on the error stream and runs the command with its output in the log; shows the end
 # of its output when it fails.
 step() {
-    echo "$1" >&2
+    say "$1"
     shift
     step_log=$log.step
     if "$@" >"$step_log" 2>&1 9>&-; then
