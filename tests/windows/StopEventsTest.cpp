@@ -16,7 +16,7 @@ namespace {
 using namespace std::chrono_literals;
 
 bool isRequested() {
-    return WaitForSingleObject(terminal::stopEvent(), 0) == WAIT_OBJECT_0;
+    return WaitForSingleObject(terminal::stopRequests().stop, 0) == WAIT_OBJECT_0;
 }
 
 // The handler on a thread of its own, which this test leaves behind where it does not return.
@@ -38,7 +38,10 @@ private:
 
 class StopEvents : public testing::Test {
 protected:
-    StopEvents() { ResetEvent(terminal::stopEvent()); }
+    StopEvents() {
+        ResetEvent(terminal::stopRequests().stop);
+        ResetEvent(terminal::stopRequests().end);
+    }
 };
 
 class LastEvents : public StopEvents, public testing::WithParamInterface<DWORD> {};
@@ -48,13 +51,14 @@ TEST_P(LastEvents, AskForTheStopAndNeverReturn) {
 
     Sent const event(GetParam());
 
-    EXPECT_EQ(WaitForSingleObject(terminal::stopEvent(), 5000), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(terminal::stopRequests().stop, 5000), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(terminal::stopRequests().end, 0), WAIT_OBJECT_0);
     EXPECT_FALSE(event.returns(300ms));
 }
 
 TEST_P(LastEvents, ChangeNothingWhenTheyComeAgain) {
     Sent const first(GetParam());
-    ASSERT_EQ(WaitForSingleObject(terminal::stopEvent(), 5000), WAIT_OBJECT_0);
+    ASSERT_EQ(WaitForSingleObject(terminal::stopRequests().stop, 5000), WAIT_OBJECT_0);
 
     Sent const second(GetParam());
     Sent const third(CTRL_C_EVENT); // goes on as if there were none before it
@@ -74,6 +78,7 @@ TEST_F(StopEvents, OfKeysLetTheProcessGoOn) {
         EXPECT_TRUE(Sent(kind).returns(5s)) << kind;
         EXPECT_TRUE(isRequested());
     }
+    EXPECT_EQ(WaitForSingleObject(terminal::stopRequests().end, 0), WAIT_TIMEOUT);
 }
 
 TEST_F(StopEvents, SessionMayEnd) {
@@ -93,7 +98,7 @@ TEST_F(StopEvents, SessionThatEndsAsksForTheStopAndWaits) {
         *returned = true;
     }).detach();
 
-    EXPECT_EQ(WaitForSingleObject(terminal::stopEvent(), 5000), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(terminal::stopRequests().stop, 5000), WAIT_OBJECT_0);
     std::this_thread::sleep_for(300ms);
     EXPECT_FALSE(*returned);
 }
@@ -104,7 +109,7 @@ TEST_F(StopEvents, AreSeenByTheConsole) {
 
     Sent const event(CTRL_CLOSE_EVENT);
 
-    EXPECT_EQ(WaitForSingleObject(terminal::stopEvent(), 5000), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(terminal::stopRequests().stop, 5000), WAIT_OBJECT_0);
     EXPECT_TRUE(console->stopRequested());
 }
 

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -39,6 +40,8 @@ class WindowsStreams : public testing::Test {
 protected:
     Pipe & pipe = *new Pipe; // never closed under a thread that a test leaves behind
     Handle const stop = terminal::makeEvent(true);
+    Handle const end = terminal::makeEvent(true);
+    terminal::StopRequests const requests{stop.get(), end.get()};
 };
 
 TEST_F(WindowsStreams, LinesComeOutOfAPipe) {
@@ -85,11 +88,11 @@ TEST_F(WindowsStreams, StopEndsTheWaitForALine) {
 TEST_F(WindowsStreams, MissingStreamsTakeEverythingAndGiveNothing) {
     std::string line;
     EXPECT_EQ(terminal::openInput(nullptr, stop.get())->readLine(line, std::nullopt), Got::Ended);
-    EXPECT_TRUE(terminal::openOutput(nullptr, stop.get())->write("text"));
+    EXPECT_TRUE(terminal::openOutput(nullptr, requests)->write("text"));
 }
 
 TEST_F(WindowsStreams, TextGoesThroughAPipeUnharmed) {
-    auto const output = terminal::openOutput(pipe.writeEnd->get(), stop.get());
+    auto const output = terminal::openOutput(pipe.writeEnd->get(), requests);
     std::string const text = "\xC3\xA4 \xE4\xB8\xAD \xF0\x9F\x98\x80\n";
     EXPECT_TRUE(output->write(text));
     std::string got(64, '\0');
@@ -101,14 +104,14 @@ TEST_F(WindowsStreams, TextGoesThroughAPipeUnharmed) {
 }
 
 TEST_F(WindowsStreams, PipeWithoutAReaderIsLostOutput) {
-    auto const output = terminal::openOutput(pipe.writeEnd->get(), stop.get());
+    auto const output = terminal::openOutput(pipe.writeEnd->get(), requests);
     pipe.readEnd.reset();
     EXPECT_FALSE(output->write("text"));
     EXPECT_FALSE(output->write("more"));
 }
 
 TEST_F(WindowsStreams, ReaderThatSleepsIsNotWaitedForAfterAStop) {
-    auto const output = terminal::openOutput(pipe.writeEnd->get(), stop.get());
+    auto const output = terminal::openOutput(pipe.writeEnd->get(), requests);
     SetEvent(stop.get());
     auto const begun = std::chrono::steady_clock::now();
     EXPECT_FALSE(output->write(std::string(1 << 20, 'x')));
@@ -117,8 +120,24 @@ TEST_F(WindowsStreams, ReaderThatSleepsIsNotWaitedForAfterAStop) {
     pipe.readEnd.reset(); // lets the writing thread end
 }
 
+// What was overwritten is put back after what is written here.
+TEST_F(WindowsStreams, ReaderThatSleepsTakesNoTimeFromTheEndOfTheProgram) {
+    auto const output = terminal::openOutput(pipe.writeEnd->get(), requests);
+    SetEvent(stop.get());
+    std::thread closing([this] {
+        std::this_thread::sleep_for(200ms);
+        SetEvent(end.get());
+    });
+    auto const begun = std::chrono::steady_clock::now();
+    EXPECT_FALSE(output->write(std::string(1 << 20, 'x')));
+    EXPECT_FALSE(output->write("more"));
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, 1500ms);
+    closing.join();
+    pipe.readEnd.reset(); // lets the writing thread end
+}
+
 TEST_F(WindowsStreams, ReaderThatReadsIsWaitedForAfterAStop) {
-    auto const output = terminal::openOutput(pipe.writeEnd->get(), stop.get());
+    auto const output = terminal::openOutput(pipe.writeEnd->get(), requests);
     SetEvent(stop.get());
     std::size_t total = 0;
     std::thread reader([&] {
@@ -140,6 +159,18 @@ TEST(WindowsText, IsConvertedBothWays) {
     EXPECT_EQ(terminal::toUtf8(terminal::toWide(utf8)), utf8);
     EXPECT_EQ(terminal::toWide(""), L"");
     EXPECT_EQ(terminal::toUtf8(std::wstring(1, wchar_t{0xD800})), "\xEF\xBF\xBD");
+}
+
+TEST(WindowsText, IsCutBetweenCharacters) {
+    std::string const utf8 = "a\xC3\xA4\xF0\x9F\x98\x80z";
+    std::vector<std::size_t> sizes;
+    for (std::size_t room = 1; room <= utf8.size() + 1; ++room) {
+        sizes.push_back(terminal::wholeCharacters(utf8, room).size());
+    }
+    EXPECT_EQ(sizes, (std::vector<std::size_t>{1, 1, 3, 3, 3, 3, 7, 8, 8}));
+    EXPECT_EQ(terminal::wholeCharacters("", 4), "");
+    EXPECT_EQ(terminal::wholeCharacters("\xF0\x9F\x98\x80", 3).size(), 3U); // too little room for any
+    EXPECT_EQ(terminal::wholeCharacters("\x80\x80\x80\x80", 3).size(), 3U); // not UTF-8
 }
 
 TEST(WindowsText, ColoursCanBeTakenOut) {

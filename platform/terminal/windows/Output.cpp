@@ -3,11 +3,11 @@
 #include "Handle.h"
 #include "Text.h"
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstddef>
 #include <string>
+#include <system_error>
 #include <thread>
 
 namespace terminal {
@@ -15,22 +15,132 @@ namespace terminal {
 namespace {
 
 constexpr DWORD patienceWithReader = 2000; // milliseconds
+constexpr DWORD patienceAtTheEnd = 100;    // of a console or session, which leaves some seconds for everything
 constexpr DWORD betweenLooks = 50;
 
 constexpr std::size_t pieceSize = 4096; // bytes that a pipe usually has room for
 
-// Does not return before somebody took it all.
-bool writeBlocking(HANDLE stream, std::string_view text) {
-    while (!text.empty()) {
+// Ways to write a piece. They do not return before somebody took it all.
+using WritePiece = bool (*)(HANDLE stream, std::string_view piece);
+
+bool writeBytes(HANDLE stream, std::string_view piece) {
+    while (!piece.empty()) {
         DWORD written = 0;
-        auto const size = static_cast<DWORD>(std::min(text.size(), pieceSize));
-        if (WriteFile(stream, text.data(), size, &written, nullptr) == FALSE || written == 0) {
+        if (WriteFile(stream, piece.data(), static_cast<DWORD>(piece.size()), &written, nullptr) == FALSE ||
+            written == 0) {
             return false;
         }
-        text.remove_prefix(written);
+        piece.remove_prefix(written);
     }
     return true;
 }
+
+bool writeToConsole(HANDLE stream, std::string_view piece) {
+    std::wstring const wide = toWide(piece);
+    std::wstring_view rest = wide;
+    while (!rest.empty()) {
+        DWORD written = 0;
+        if (WriteConsoleW(stream, rest.data(), static_cast<DWORD>(rest.size()), &written, nullptr) == FALSE ||
+            written == 0) {
+            return false;
+        }
+        rest.remove_prefix(written);
+    }
+    return true;
+}
+
+// Writes on a thread of its own, because a write into a full pipe ends only when somebody reads, and one into a console
+// only when nobody selects text in it.
+class PatientWriter {
+public:
+    PatientWriter(HANDLE stream, WritePiece writePiece, StopRequests const & requests)
+        : requests_(requests), shared_(std::make_shared<Shared>(stream, writePiece)) {}
+    PatientWriter(PatientWriter const &) = delete;
+    PatientWriter & operator=(PatientWriter const &) = delete;
+    ~PatientWriter() {
+        shared_->ends = true;
+        SetEvent(shared_->work.get());
+    }
+
+    bool write(std::string_view text) {
+        if (lost_ || text.empty()) {
+            return !lost_;
+        }
+        shared_->text = text;
+        if (hasThread_ || startThread()) {
+            SetEvent(shared_->work.get());
+            lost_ = !waitForReader();
+        } else {
+            writeText(*shared_);
+        }
+        lost_ = lost_ || !shared_->succeeded;
+        return !lost_;
+    }
+
+private:
+    struct Shared {
+        Shared(HANDLE handle, WritePiece way) : stream(handle), writePiece(way) {}
+        HANDLE const stream;
+        WritePiece const writePiece;
+        Handle const work = makeEvent(false);
+        Handle const done = makeEvent(false);
+        std::string text; // the thread's between work and done
+        bool succeeded = true;
+        std::atomic<bool> ends = false;
+        std::atomic<std::size_t> pieces = 0; // that were taken so far
+    };
+
+    static void writeText(Shared & shared) {
+        std::string_view rest = shared.text;
+        shared.succeeded = true;
+        while (!rest.empty() && shared.succeeded) {
+            std::string_view const piece = wholeCharacters(rest, pieceSize);
+            shared.succeeded = shared.writePiece(shared.stream, piece);
+            rest.remove_prefix(piece.size());
+            ++shared.pieces;
+        }
+    }
+
+    static void writeOn(Shared & shared) {
+        while (WaitForSingleObject(shared.work.get(), INFINITE) == WAIT_OBJECT_0 && !shared.ends) {
+            writeText(shared);
+            SetEvent(shared.done.get());
+        }
+    }
+
+    bool startThread() {
+        try {
+            std::thread([shared = shared_] { writeOn(*shared); }).detach();
+            hasThread_ = true;
+        } catch (std::system_error const &) { // so that the text is written without one
+        }
+        return hasThread_;
+    }
+
+    bool waitForReader() {
+        std::array<HANDLE, 2> const awaited{shared_->done.get(), requests_.stop};
+        if (WaitForMultipleObjects(2, awaited.data(), FALSE, INFINITE) == WAIT_OBJECT_0) {
+            return true;
+        }
+        for (DWORD idle = 0; idle < patience();) {
+            std::size_t const before = shared_->pieces;
+            if (WaitForSingleObject(shared_->done.get(), betweenLooks) == WAIT_OBJECT_0) {
+                return true;
+            }
+            idle = shared_->pieces == before ? idle + betweenLooks : 0;
+        }
+        return false;
+    }
+
+    DWORD patience() const {
+        return WaitForSingleObject(requests_.end, 0) == WAIT_OBJECT_0 ? patienceAtTheEnd : patienceWithReader;
+    }
+
+    StopRequests const requests_;
+    std::shared_ptr<Shared> shared_; // with a thread that is still writing when this goes
+    bool hasThread_ = false;         // once there was something to write
+    bool lost_ = false;
+};
 
 class NoOutput final : public Output {
 public:
@@ -40,7 +150,7 @@ public:
 class FileOutput final : public Output {
 public:
     explicit FileOutput(HANDLE stream) : stream_(stream) {}
-    bool write(std::string_view text) override { return writeBlocking(stream_, text); }
+    bool write(std::string_view text) override { return writeBytes(stream_, text); }
 
 private:
     HANDLE stream_;
@@ -48,7 +158,8 @@ private:
 
 class ConsoleOutput final : public Output {
 public:
-    explicit ConsoleOutput(HANDLE stream) : stream_(stream) {
+    ConsoleOutput(HANDLE stream, StopRequests const & requests)
+        : stream_(stream), writer_(stream, writeToConsole, requests) {
         constexpr DWORD colours = ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING;
         if (GetConsoleMode(stream_, &modeBefore_) != FALSE) {
             hasColours_ = SetConsoleMode(stream_, modeBefore_ | colours) != FALSE;
@@ -63,21 +174,7 @@ public:
     }
 
     bool write(std::string_view text) override {
-        std::wstring const wide = toWide(hasColours_ ? std::string(text) : withoutColours(text));
-        std::wstring_view rest = wide;
-        while (!rest.empty()) {
-            std::size_t size = std::min(rest.size(), pieceSize);
-            if (size < rest.size() && IS_HIGH_SURROGATE(rest[size - 1])) {
-                --size;
-            }
-            DWORD written = 0;
-            if (WriteConsoleW(stream_, rest.data(), static_cast<DWORD>(size), &written, nullptr) == FALSE ||
-                written == 0) {
-                return false;
-            }
-            rest.remove_prefix(written);
-        }
-        return true;
+        return writer_.write(hasColours_ ? std::string(text) : withoutColours(text));
     }
 
     bool isConsole() const override { return true; }
@@ -92,93 +189,32 @@ public:
 
 private:
     HANDLE stream_;
+    PatientWriter writer_;
     DWORD modeBefore_ = 0;
     bool hasColours_ = false;
 };
 
-// Writes on a thread of its own, because a write into a full pipe ends only when somebody reads.
 class PipeOutput final : public Output {
 public:
-    PipeOutput(HANDLE stream, HANDLE stopEvent) : stopEvent_(stopEvent), shared_(std::make_shared<Shared>(stream)) {
-        std::thread([shared = shared_] { writeOn(*shared); }).detach();
-    }
-    PipeOutput(PipeOutput const &) = delete;
-    PipeOutput & operator=(PipeOutput const &) = delete;
-    ~PipeOutput() override {
-        if (!lost_) {
-            shared_->ends = true;
-            SetEvent(shared_->work.get());
-        }
-    }
-
-    bool write(std::string_view text) override {
-        if (lost_ || text.empty()) {
-            return !lost_;
-        }
-        shared_->text = text;
-        SetEvent(shared_->work.get());
-        lost_ = !waitForReader() || !shared_->succeeded;
-        return !lost_;
-    }
+    PipeOutput(HANDLE stream, StopRequests const & requests) : writer_(stream, writeBytes, requests) {}
+    bool write(std::string_view text) override { return writer_.write(text); }
 
 private:
-    struct Shared {
-        explicit Shared(HANDLE handle) : stream(handle) {}
-        HANDLE const stream;
-        Handle const work = makeEvent(false);
-        Handle const done = makeEvent(false);
-        std::string text; // the thread's between work and done
-        bool succeeded = true;
-        bool ends = false;
-        std::atomic<std::size_t> pieces = 0; // that were taken so far
-    };
-
-    static void writeOn(Shared & shared) {
-        while (WaitForSingleObject(shared.work.get(), INFINITE) == WAIT_OBJECT_0 && !shared.ends) {
-            std::string_view rest = shared.text;
-            shared.succeeded = true;
-            while (!rest.empty() && shared.succeeded) {
-                std::string_view const piece = rest.substr(0, pieceSize);
-                shared.succeeded = writeBlocking(shared.stream, piece);
-                rest.remove_prefix(piece.size());
-                ++shared.pieces;
-            }
-            SetEvent(shared.done.get());
-        }
-    }
-
-    bool waitForReader() {
-        std::array<HANDLE, 2> const awaited{shared_->done.get(), stopEvent_};
-        if (WaitForMultipleObjects(2, awaited.data(), FALSE, INFINITE) == WAIT_OBJECT_0) {
-            return true;
-        }
-        for (DWORD idle = 0; idle < patienceWithReader;) {
-            std::size_t const before = shared_->pieces;
-            if (WaitForSingleObject(shared_->done.get(), betweenLooks) == WAIT_OBJECT_0) {
-                return true;
-            }
-            idle = shared_->pieces == before ? idle + betweenLooks : 0;
-        }
-        return false;
-    }
-
-    HANDLE stopEvent_;
-    std::shared_ptr<Shared> shared_; // with a thread that is still writing when this goes
-    bool lost_ = false;
+    PatientWriter writer_;
 };
 
 } // namespace
 
-std::unique_ptr<Output> openOutput(HANDLE stream, HANDLE stopEvent) {
+std::unique_ptr<Output> openOutput(HANDLE stream, StopRequests const & requests) {
     if (stream == nullptr || stream == INVALID_HANDLE_VALUE) {
         return std::make_unique<NoOutput>();
     }
     DWORD mode = 0;
     if (GetConsoleMode(stream, &mode) != FALSE) {
-        return std::make_unique<ConsoleOutput>(stream);
+        return std::make_unique<ConsoleOutput>(stream, requests);
     }
     if (GetFileType(stream) == FILE_TYPE_PIPE) {
-        return std::make_unique<PipeOutput>(stream, stopEvent);
+        return std::make_unique<PipeOutput>(stream, requests);
     }
     return std::make_unique<FileOutput>(stream);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "StopEvents.h"
+
 #include <windows.h>
 
 #include <memory>
@@ -18,8 +20,9 @@ public:
     virtual unsigned width() const { return 80; } // columns
 };
 
-// Of a standard handle, which may be missing. Once the stop event is set, a reader of a pipe that takes nothing for a
-// while has lost interest.
-std::unique_ptr<Output> openOutput(HANDLE stream, HANDLE stopEvent);
+// Of a standard handle, which may be missing. After a request to stop, the reader of a pipe or a console that takes
+// nothing for a while has lost interest; that while is two seconds, or a tenth of one where the program is about to be
+// ended.
+std::unique_ptr<Output> openOutput(HANDLE stream, StopRequests const & requests);
 
 } // namespace terminal

@@ -38,16 +38,16 @@ public:
     bool inputIsTerminal() const override { return input_->isConsole(); }
     unsigned width() const override { return output_->width(); }
 
-    bool stopRequested() const override { return WaitForSingleObject(stopEvent(), 0) == WAIT_OBJECT_0; }
+    bool stopRequested() const override { return WaitForSingleObject(stopRequests().stop, 0) == WAIT_OBJECT_0; }
 
     Input readLine(std::string & line, std::optional<std::chrono::milliseconds> limit) override {
         return input_->readLine(line, limit);
     }
 
 private:
-    std::unique_ptr<Output> output_ = openOutput(GetStdHandle(STD_OUTPUT_HANDLE), stopEvent());
-    std::unique_ptr<Output> errors_ = openOutput(GetStdHandle(STD_ERROR_HANDLE), stopEvent());
-    std::unique_ptr<terminal::Input> input_ = openInput(GetStdHandle(STD_INPUT_HANDLE), stopEvent());
+    std::unique_ptr<Output> output_ = openOutput(GetStdHandle(STD_OUTPUT_HANDLE), stopRequests());
+    std::unique_ptr<Output> errors_ = openOutput(GetStdHandle(STD_ERROR_HANDLE), stopRequests());
+    std::unique_ptr<terminal::Input> input_ = openInput(GetStdHandle(STD_INPUT_HANDLE), stopRequests().stop);
     bool outputLost_ = false;
 };
 

@@ -6,16 +6,22 @@ namespace terminal {
 
 namespace {
 
-HANDLE theEvent() {
-    static Handle const & event = *new Handle(makeEvent(true)); // outlives every thread that may set it
-    return event.get();
+StopRequests const & events() {
+    static auto const & stop = *new Handle(makeEvent(true)); // outlives every thread that may set it
+    static auto const & end = *new Handle(makeEvent(true));
+    static StopRequests const both{stop.get(), end.get()};
+    return both;
 }
 
 } // namespace
 
 BOOL WINAPI onControlEvent(DWORD kind) {
-    SetEvent(theEvent());
-    if (kind == CTRL_CLOSE_EVENT || kind == CTRL_LOGOFF_EVENT || kind == CTRL_SHUTDOWN_EVENT) {
+    bool const isTheEnd = kind == CTRL_CLOSE_EVENT || kind == CTRL_LOGOFF_EVENT || kind == CTRL_SHUTDOWN_EVENT;
+    if (isTheEnd) {
+        SetEvent(events().end);
+    }
+    SetEvent(events().stop);
+    if (isTheEnd) {
         Sleep(INFINITE);
     }
     return TRUE;
@@ -35,13 +41,10 @@ LRESULT CALLBACK onSessionMessage(HWND window, UINT message, WPARAM ends, LPARAM
     return 0;
 }
 
-HANDLE stopEvent() {
-    static HANDLE const event = [] {
-        HANDLE const made = theEvent();
-        SetConsoleCtrlHandler(onControlEvent, TRUE);
-        return made;
-    }();
-    return event;
+StopRequests const & stopRequests() {
+    static bool const isWatched = SetConsoleCtrlHandler(onControlEvent, TRUE) != FALSE;
+    static_cast<void>(isWatched);
+    return events();
 }
 
 } // namespace terminal

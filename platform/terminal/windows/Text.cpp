@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <limits>
 
 namespace terminal {
@@ -28,6 +29,14 @@ std::wstring toWide(std::string_view utf8) {
     std::wstring text(static_cast<std::size_t>(size), L'\0');
     MultiByteToWideChar(CP_UTF8, 0, utf8.data(), length, text.data(), size);
     return text;
+}
+
+std::string_view wholeCharacters(std::string_view utf8, std::size_t room) {
+    std::size_t size = std::min(room, utf8.size());
+    while (size > 0 && size < utf8.size() && (static_cast<unsigned char>(utf8[size]) & 0xC0U) == 0x80U) {
+        --size;
+    }
+    return utf8.substr(0, size == 0 ? room : size);
 }
 
 std::string toUtf8(std::wstring_view text) {

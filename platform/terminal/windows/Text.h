@@ -8,6 +8,10 @@ namespace terminal {
 
 // What is not well formed becomes U+FFFD.
 std::wstring toWide(std::string_view utf8);
+
+// The characters at the start of a UTF-8 text that have room in so many bytes; no fewer bytes where there is no end of
+// a character among them.
+std::string_view wholeCharacters(std::string_view utf8, std::size_t room);
 std::string toUtf8(std::wstring_view text);
 
 std::string toCodePage(std::wstring_view text); // in the code page of this process
