@@ -44,13 +44,20 @@ void Preservation::endPass(std::u16string_view path) {
     }
 }
 
+void Preservation::noteOpened(std::u16string const & disk, kernel::HANDLE open) {
+    Pass & pass = passes_.at(disk);
+    std::uint32_t const error = checkIsStill(pass.known, open);
+    // Without a backup in hand the disk is asked again when one is made, or its loss was accepted.
+    pass.whyNotToWrite = error == kernel::ERROR_MEDIA_CHANGED || pass.backup ? error : kernel::ERROR_SUCCESS;
+}
+
 std::uint32_t Preservation::keep(std::u16string const & disk, kernel::HANDLE open, std::uint64_t diskSize,
                                  std::uint32_t sectorSize, Range const & range, Bytes backup) {
     Pass & pass = passes_.at(disk);
     settle(pass);
-    // Each time, since a pass opens the disk again whenever it comes round; the answer takes no access to the medium.
+    // Also when it was asked before: the answer takes no access to the medium.
     if (std::uint32_t const error = checkIsStill(pass.known, open); error != kernel::ERROR_SUCCESS) {
-        pass.isAnother = pass.isAnother || error == kernel::ERROR_MEDIA_CHANGED;
+        pass.whyNotToWrite = error == kernel::ERROR_MEDIA_CHANGED ? error : pass.whyNotToWrite;
         return error;
     }
     pass.disk.size = diskSize;
@@ -73,15 +80,16 @@ bool Preservation::isRestore(std::u16string const & disk, Range const & range, v
            pass->second.backup->entry.range == range;
 }
 
-bool Preservation::beforeOverwriting(std::u16string const & disk) {
+std::uint32_t Preservation::whyNotToWrite(std::u16string const & disk) const {
     auto const pass = passes_.find(disk);
-    if (pass == passes_.end()) {
-        return true;
-    }
-    if (pass->second.backup) {
+    return pass == passes_.end() ? kernel::ERROR_SUCCESS : pass->second.whyNotToWrite;
+}
+
+void Preservation::beforeOverwriting(std::u16string const & disk) {
+    auto const pass = passes_.find(disk);
+    if (pass != passes_.end() && pass->second.backup) {
         pass->second.backup->mayBeOverwritten = true;
     }
-    return !pass->second.isAnother;
 }
 
 void Preservation::endRestore(std::u16string const & disk, Restore outcome) {
@@ -89,18 +97,16 @@ void Preservation::endRestore(std::u16string const & disk, Restore outcome) {
     if (pass == passes_.end() || !pass->second.backup) {
         return;
     }
+    if (outcome == Restore::NotTried) {
+        settle(pass->second);
+        return;
+    }
     Backup backup = std::move(*pass->second.backup);
     pass->second.backup.reset();
-    switch (outcome) {
-    case Restore::Verified:
+    if (outcome == Restore::Verified) {
         closeEntry(std::move(backup));
-        return;
-    case Restore::NotWritten:
-        owe(std::move(backup), Debt::Reason::NotWritten);
-        return;
-    case Restore::Differs:
-        owe(std::move(backup), Debt::Reason::Differs);
-        return;
+    } else {
+        owe(std::move(backup), outcome == Restore::NotWritten ? Debt::Reason::NotWritten : Debt::Reason::Differs);
     }
 }
 

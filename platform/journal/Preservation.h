@@ -53,15 +53,19 @@ public:
 
     // For the disk of a pass that is under way.
 
+    // Whoever has opened the disk anew says so, before anything is timed: a path may lead to another disk by then.
+    void noteOpened(std::u16string const & disk, kernel::HANDLE open);
     // Keeps a backup that was read by an open handle: when it returns 0, the range may be overwritten. Else the error
     // of the journal's storage, or 1110 when the handle is of another disk than the device tree tells of.
     std::uint32_t keep(std::u16string const & disk, kernel::HANDLE open, std::uint64_t diskSize,
                        std::uint32_t sectorSize, Range const & range, Bytes backup);
-    // Cheap: it is asked before every write, some of which are timed.
+    // Cheap: these are asked before every write, some of which are timed.
     bool isRestore(std::u16string const & disk, Range const & range, void const * buffer) const;
-    // False when the disk has turned out to be another one than the pass began on, which is not to be written to.
-    bool beforeOverwriting(std::u16string const & disk);
-    enum class Restore { Verified, NotWritten, Differs };
+    // 0 when the open disk may be written to. 1110 when it has turned out to be another one than the pass began on;
+    // while there is a backup to put back, also the error for which nobody can tell.
+    std::uint32_t whyNotToWrite(std::u16string const & disk) const;
+    void beforeOverwriting(std::u16string const & disk);
+    enum class Restore { Verified, NotTried, NotWritten, Differs };
     void endRestore(std::u16string const & disk, Restore outcome);
 
     std::vector<Debt> const & debts() const { return debts_; }
@@ -77,7 +81,7 @@ private:
         KnownDisk known;
         DiskIdentity disk;
         std::optional<Backup> backup;
-        bool isAnother = false; // a disk that was put in its place
+        std::uint32_t whyNotToWrite = 0; // what is open now
     };
 
     void settle(Pass & pass);

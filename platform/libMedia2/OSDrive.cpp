@@ -249,9 +249,16 @@ bool OSDrive::writeSector(std::uint64_t sector, std::uint32_t count, void const 
     journal::Preservation * const preservation = state_->preservation(disk);
     journal::Range const range{sector, count};
     bool const isRestore = preservation != nullptr && preservation->isRestore(disk, range, buffer);
-    if (preservation != nullptr && !isRestore && !preservation->beforeOverwriting(disk)) {
+    std::uint32_t const whyNot = preservation != nullptr ? preservation->whyNotToWrite(disk) : kernel::ERROR_SUCCESS;
+    if (whyNot != kernel::ERROR_SUCCESS) {
+        if (isRestore) {
+            preservation->endRestore(disk, journal::Preservation::Restore::NotTried);
+        }
         state_->errorType = Other; // whoever agreed to go on without a backup has not agreed to this disk
-        return kernel::fail(kernel::ERROR_MEDIA_CHANGED);
+        return kernel::fail(whyNot);
+    }
+    if (preservation != nullptr && !isRestore) {
+        preservation->beforeOverwriting(disk);
     }
     bool const written = state_->write(sector, count, buffer, byteCount);
     if (!isRestore) {

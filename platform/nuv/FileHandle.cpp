@@ -1,10 +1,25 @@
 #include "nuv.h"
 
+#include "journal/Preservation.h"
+#include "kernel/Runtime.h"
+
 namespace nuv {
 
 FileHandleResManager::FileHandleResManager(CreateFileOpenArgs const & args)
     : handle_(kernel::CreateFileW(args.fileName.c_str(), args.desiredAccess, args.shareMode, nullptr,
-                                  args.creationDisposition, args.flagsAndAttributes, nullptr)) {}
+                                  args.creationDisposition, args.flagsAndAttributes, nullptr)) {
+    journal::Preservation * const preservation = journal::Preservation::active();
+    bool const mayWrite = isValid() && (args.desiredAccess & kernel::GENERIC_WRITE) != 0;
+    if (preservation == nullptr || !preservation->isAnyUnderWay() || !mayWrite) {
+        return;
+    }
+    std::u16string const disk = kernel::fileKey(handle_);
+    if (preservation->isUnderWay(disk)) {
+        std::uint32_t const lastError = kernel::GetLastError();
+        preservation->noteOpened(disk, handle_);
+        kernel::SetLastError(lastError);
+    }
+}
 
 FileHandleResManager & FileHandleResManager::operator=(FileHandleResManager && other) noexcept {
     if (this != &other) {

@@ -29,20 +29,46 @@ struct Told {
     std::string model = "Stick";
 };
 
-std::unique_ptr<machine::Machine> pcWith(Told const & disk) {
-    return support::pcWithStored(std::make_shared<support::StoredBytes>(64 * sectorSize), sectorSize,
+std::shared_ptr<support::StoredBytes> bytesOfADisk() {
+    return std::make_shared<support::StoredBytes>(64 * sectorSize);
+}
+
+std::unique_ptr<machine::Machine> pcWith(Told const & disk, std::shared_ptr<support::StoredBytes> const & bytes) {
+    return support::pcWithStored(bytes, sectorSize,
                                  R"("serialNumber": ")" + disk.serialNumber + R"(", "name": ")" + disk.model + '"');
 }
 
 class SwappedDisk : public testing::Test {
 protected:
     void begin(Told const & before, Told const & now) {
-        pc_ = std::make_unique<support::SwappedPc>(pcWith(before), pcWith(now));
+        beginOn(before, now);
+        open();
+    }
+    // The right disk, and another one in its place by the next time that it is opened.
+    void beginWithTheRightOne() {
+        beginOn({"S1"}, {"S2"});
+        pc_->putBack();
+        open();
+    }
+    void beginOn(Told const & before, Told const & now) {
+        pc_ = std::make_unique<support::SwappedPc>(pcWith(before, right_), pcWith(now, another_));
         inUse_.emplace(*pc_);
         preservation_.emplace(std::make_unique<MemoryStorage>(storage_));
         pass_.emplace(disk1);
-        slot_ = support::openShared(disk1);
-        drive_ = std::make_unique<OSDrive>(slot_, nullptr);
+    }
+    void open() {
+        slot_.release();
+        nuv::CreateFileOpenArgs args;
+        args.fileName = disk1;
+        args.desiredAccess = kernel::GENERIC_READ | kernel::GENERIC_WRITE;
+        args.creationDisposition = kernel::OPEN_EXISTING;
+        args.flagsAndAttributes = kernel::FILE_FLAG_NO_BUFFERING;
+        slot_ = nuv::SharedFileHandle(new nuv::FileHandleResManager(args));
+        drive_ = drive_ ? std::move(drive_) : std::make_unique<OSDrive>(slot_, nullptr);
+    }
+    void swapAndOpen() {
+        pc_->swapAgain();
+        open();
     }
     ~SwappedDisk() override {
         drive_.reset();
@@ -60,6 +86,9 @@ protected:
         return found.size() == 1 ? found[0].entry.disk : journal::DiskIdentity();
     }
 
+    std::shared_ptr<support::StoredBytes> const right_ = bytesOfADisk();
+    std::shared_ptr<support::StoredBytes> const another_ = bytesOfADisk();
+    std::vector<std::byte> const blank_ = right_->bytes;
     std::shared_ptr<MemoryDisk> storage_ = std::make_shared<MemoryDisk>();
     std::unique_ptr<support::SwappedPc> pc_;
     std::optional<machine::InUse> inUse_;
@@ -127,8 +156,9 @@ TEST_F(SwappedDisk, TextsWithoutEndAreKnownAgain) {
 
 TEST_F(SwappedDisk, ADiskThatDoesNotKnowTheQuestionIsTakenForTheOneInTheTree) {
     for (std::uint32_t const error : {kernel::ERROR_INVALID_FUNCTION, kernel::ERROR_NOT_SUPPORTED}) {
-        begin({"S1"}, {"S2"});
+        beginOn({"S1"}, {"S2"});
         pc_->propertyError = error;
+        open();
         kernel::SetLastError(42);
         EXPECT_TRUE(backUp());
         EXPECT_EQ(kernel::GetLastError(), 42U);
@@ -155,18 +185,76 @@ TEST_F(SwappedDisk, ADiskThatDoesNotAnswerIsTakenForTheOneInTheTreeOnlyWhereItHa
 }
 
 // Nothing is asked while the test's own writing is timed.
-TEST_F(SwappedDisk, IsLookedForAtEachBackupAndAtNoOtherTime) {
+TEST_F(SwappedDisk, IsLookedForWheneverItIsOpenedAndAtEachBackupAndAtNoOtherTime) {
     begin({"S1"}, {"S1"});
-    backUp();
     EXPECT_EQ(pc_->propertyQueries, 1);
+    backUp();
+    EXPECT_EQ(pc_->propertyQueries, 2);
     overwrite();
     restore();
-    EXPECT_EQ(pc_->propertyQueries, 1);
-    backUp();
     EXPECT_EQ(pc_->propertyQueries, 2);
+    backUp();
+    EXPECT_EQ(pc_->propertyQueries, 3);
     pass_.reset();
     backUp();
-    EXPECT_EQ(pc_->propertyQueries, 2);
+    open();
+    EXPECT_EQ(pc_->propertyQueries, 3);
+}
+
+TEST_F(SwappedDisk, IsNeitherOverwrittenNorRestoredToAfterTheBackup) {
+    beginWithTheRightOne();
+    ASSERT_TRUE(backUp());
+    kernel::SetLastError(42);
+    swapAndOpen();
+    EXPECT_EQ(kernel::GetLastError(), 42U);
+    EXPECT_FALSE(overwrite());
+    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_MEDIA_CHANGED);
+    EXPECT_EQ(drive_->lastErrorType(), libMedia2::Drive::Other);
+    EXPECT_FALSE(restore());
+    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_MEDIA_CHANGED);
+    EXPECT_EQ(another_->bytes, blank_);
+    EXPECT_TRUE(storage_->names().empty()); // nothing was overwritten, so nothing is owed
+    EXPECT_TRUE(preservation_->debts().empty());
+}
+
+TEST_F(SwappedDisk, WhatWasOverwrittenOnTheRightOneIsOwed) {
+    beginWithTheRightOne();
+    ASSERT_TRUE(backUp());
+    ASSERT_TRUE(overwrite());
+    swapAndOpen();
+    EXPECT_FALSE(restore());
+    EXPECT_EQ(another_->bytes, blank_);
+    ASSERT_EQ(preservation_->debts().size(), 1U);
+    EXPECT_EQ(ofOnlyBackup().serialNumber, "S1");
+}
+
+// The question whether to go on without a backup is when a person may take one disk for the other.
+TEST_F(SwappedDisk, IsNotOverwrittenAfterABackupThatFailedOnTheRightOne) {
+    beginWithTheRightOne();
+    storage_->failsFrom = 1;
+    ASSERT_FALSE(backUp());
+    swapAndOpen();
+    EXPECT_FALSE(overwrite());
+    EXPECT_EQ(another_->bytes, blank_);
+    pc_->putBack();
+    open();
+    EXPECT_TRUE(overwrite());
+    EXPECT_NE(right_->bytes, blank_);
+}
+
+TEST_F(SwappedDisk, ADiskThatDoesNotAnswerAfterTheBackupIsNotOverwritten) {
+    beginWithTheRightOne();
+    ASSERT_TRUE(backUp());
+    pc_->propertyError = kernel::ERROR_IO_DEVICE;
+    open();
+    EXPECT_FALSE(overwrite());
+    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_IO_DEVICE);
+    EXPECT_EQ(right_->bytes, blank_);
+    pc_->propertyError = 0;
+    open();
+    EXPECT_TRUE(overwrite());
+    EXPECT_TRUE(restore());
+    EXPECT_EQ(right_->bytes, blank_);
 }
 
 // The restore is read back in pieces, each of whole sectors.

@@ -13,7 +13,7 @@
 
 namespace support {
 
-// The tree is that of one PC, everything that is opened belongs to another.
+// The tree is that of one PC, everything that is opened belongs to another, until it is put back.
 class SwappedPc final : public ForwardingMachine {
 public:
     SwappedPc(std::unique_ptr<machine::Machine> before, std::unique_ptr<machine::Machine> now)
@@ -22,8 +22,11 @@ public:
     int propertyQueries = 0;         // so far
     std::uint32_t propertyError = 0; // that they fail with
 
+    void putBack() { isSwapped_ = false; }
+    void swapAgain() { isSwapped_ = true; }
+
     machine::Opened open(machine::OpenRequest const & request) override {
-        machine::Opened opened = ForwardingMachine::open(request);
+        machine::Opened opened = isSwapped_ ? ForwardingMachine::open(request) : before_->open(request);
         if (opened.file) {
             opened.file = std::make_unique<Watched>(*this, std::move(opened.file));
         }
@@ -52,6 +55,7 @@ private:
     };
 
     std::unique_ptr<machine::Machine> before_;
+    bool isSwapped_ = true;
 };
 
 } // namespace support

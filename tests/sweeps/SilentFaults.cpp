@@ -21,6 +21,8 @@ constexpr std::string_view probe = "the probe asks only whether the medium answe
 constexpr std::string_view noCache = "the volumes are locked all the same, which they could not be with a cache in use";
 constexpr std::string_view retried = "a lock is asked for again, since a scanner may have a file open for a moment";
 constexpr std::string_view unlocked = "closing the volume unlocks it, too";
+constexpr std::string_view askedAgain =
+    "a disk that was opened without a backup in hand is asked again when one is made";
 constexpr std::string_view unknownSize =
     "only the room for backups is not checked beforehand then; one that does not fit is told when it is made";
 constexpr std::string_view noCacheOrSize = "of its size or its volumes: as where these questions fail themselves";
@@ -48,6 +50,7 @@ SilentFault const list[] = {
     {{Storage}, Call::Control, "STORAGE_GET_DEVICE_NUMBER of disk, to ask", noCache},
     {{Storage}, Call::Control, "VOLUME_GET_VOLUME_DISK_EXTENTS of volume, to ask", noCache},
     {{Storage}, Call::Control, "DISK_GET_DRIVE_GEOMETRY_EX of disk, to ask", unknownSize},
+    {{Storage}, Call::Control, "STORAGE_QUERY_PROPERTY of disk, to read and write, alone", askedAgain},
     {{Storage}, Call::Lock, "FSCTL_LOCK_VOLUME of volume, to read and write", retried},
     {{Storage}, Call::Control, "FSCTL_UNLOCK_VOLUME of volume, to read and write", unlocked},
 };
