@@ -10,7 +10,6 @@ repeats it. --loop takes a loop device instead of an image file, which needs roo
 import argparse
 import contextlib
 import hashlib
-import json
 import os
 import pathlib
 import random
@@ -21,28 +20,10 @@ import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "disks"))
 import disks
+import preserving
 
 LIMIT = 60  # seconds
-SECTORS = 10241
 LATEST = 0.6  # seconds
-
-SETTINGS = {
-    "PerformWritePerformance": "true",
-    "PreserveAndRestoreData": "true",
-    "PromptEnable": "true",
-    "MaxTestRunTime": "30",
-    "USB11WriteThresholdPercent": "1",
-}
-
-
-def describe(folder, image):
-    disk = {"instanceId": "DISK\\ONE", "name": "Stick", "serialNumber": "S1", "image": str(image)}
-    device = {"instanceId": "USB\\ONE", "disk": disk}
-    port = {"port": 1, "protocols": ["1.1"], "speed": "full", "device": device}
-    controller = {"name": "Controller", "instanceId": "PCI\\1", "rootHub": {"portCount": 2, "ports": [port]}}
-    pc = folder / "pc.json"
-    pc.write_text(json.dumps({"name": "PC", "timing": "measured", "controllers": [controller]}))
-    return pc
 
 
 class Killer:
@@ -50,10 +31,9 @@ class Killer:
         self.disk = disk
         self.before = self.contents()
         self.journal = folder / "journal"
-        pc = describe(folder, disk)
+        pc = preserving.describe(folder, disk)
         where = ["--machine", pc, "--journal", self.journal, "--allow-destructive"]
-        self.run = [program, "run", "USBStoragePerformanceTest", "--device", "DISK\\ONE", "--answer", "yes", *where]
-        self.run += [word for setting in SETTINGS.items() for word in ("--set", "=".join(setting))]
+        self.run = preserving.command(program, where)
         self.recover = [program, "recover", *where]
         self.look = [program, "recover", "--machine", pc, "--dry-run"]  # where nobody has named the journal
         self.state = folder / "state"
@@ -145,7 +125,7 @@ def main():
     with tempfile.TemporaryDirectory(dir=os.getcwd()) as name, contextlib.ExitStack() as stack:
         folder = pathlib.Path(name)
         image = folder / "stick.img"
-        image.write_bytes(random.Random(given.seed).randbytes(SECTORS * 512))
+        image.write_bytes(random.Random(given.seed).randbytes(preserving.SECTORS * 512))
         disk = pathlib.Path(stack.enter_context(disks.loopDevice(str(image)))) if given.loop else image
         killAll(Killer(given.program, folder, disk), kills, given.seed)
 
