@@ -2,7 +2,6 @@
 
 #include "journal/Crc32c.h"
 #include "journal/Entry.h"
-#include "libDriveChecks/SenseData.h"
 #include "libVolumes/VolumeRecords.h"
 #include "machine/StorageDescriptor.h"
 #include "machine/simulated/DescriptionReader.h"
@@ -10,6 +9,7 @@
 #include "machine/windows/AtaIdentity.h"
 #include "machine/windows/NodeTraits.h"
 #include "machine/windows/Records.h"
+#include "scsi/SenseData.h"
 #include "terminal/LinePieces.h"
 #include "tkit5.h"
 #include "tkit5/CommandLine.h"
@@ -193,9 +193,9 @@ void bootSector(std::uint8_t const * data, std::size_t size) {
 }
 
 void senseData(std::uint8_t const * data, std::size_t size) {
-    if (auto const sense = libDriveChecks::parseSense(exactly(data, size))) {
+    if (auto const sense = scsi::parseSense(exactly(data, size))) {
         promise(sense->key < 16);
-        libDriveChecks::meansSanitizing(*sense);
+        promise(!scsi::meansSanitizing(*sense) || !scsi::meansNoMedium(*sense));
     }
 }
 

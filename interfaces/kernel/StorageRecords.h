@@ -144,5 +144,6 @@ inline constexpr std::uint8_t SCSI_SENSE_FIXED_CURRENT = 0x70; // response code 
 inline constexpr std::uint8_t SCSI_SENSE_NOT_READY = 0x02;     // sense key, low half of byte 2
 inline constexpr std::uint8_t SCSI_ASC_LUN_NOT_READY = 0x04;   // additional sense code, byte 12
 inline constexpr std::uint8_t SCSI_ASCQ_SANITIZING = 0x1B;     // its qualifier, byte 13
+inline constexpr std::uint8_t SCSI_ASC_MEDIUM_NOT_PRESENT = 0x3A;
 
 } // namespace kernel

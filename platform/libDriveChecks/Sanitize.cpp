@@ -1,39 +1,19 @@
-#include "SenseData.h"
 #include "kernel.h"
 #include "libDriveChecks.h"
 #include "nuv/FileHandle.h"
 #include "nuv/Logging.h"
-
-#include <algorithm>
-#include <array>
-#include <cstddef>
-#include <span>
+#include "scsi/UnitStatus.h"
 
 namespace libDriveChecks {
 
 namespace {
 
+using scsi::UnitStatus;
+
 constexpr int logPriority = 2;
-constexpr std::uint32_t secondsToAnswer = 10;
 
-// What a drive says to TEST UNIT READY.
-struct UnitStatus {
-    std::uint32_t error = kernel::ERROR_SUCCESS; // Windows error: it could not be asked
-    std::uint8_t status = 0;                     // of the command
-    std::optional<SenseCode> sense;              // why it was refused
-
-    bool isSanitizing() const { return sense && meansSanitizing(*sense); }
-};
-
-struct PassThrough {
-    kernel::SCSI_PASS_THROUGH command;
-    std::array<std::byte, 32> sense;
-};
-
-UnitStatus failed(std::uint32_t error) {
-    UnitStatus unit;
-    unit.error = error;
-    return unit;
+bool isSanitizing(UnitStatus const & unit) {
+    return unit.sense && scsi::meansSanitizing(*unit.sense);
 }
 
 UnitStatus askUnit(nuv::String const & osLocator) {
@@ -42,32 +22,11 @@ UnitStatus askUnit(nuv::String const & osLocator) {
     args.desiredAccess = kernel::GENERIC_READ | kernel::GENERIC_WRITE; // of every command that is passed through
     args.shareMode = kernel::FILE_SHARE_READ | kernel::FILE_SHARE_WRITE;
     nuv::FileHandleResManager const drive(args);
-    if (!drive.isValid()) {
-        return failed(kernel::GetLastError());
-    }
-    PassThrough record{};
-    record.command.Length = sizeof record.command;
-    record.command.CdbLength = 6;
-    record.command.SenseInfoLength = sizeof record.sense;
-    record.command.DataIn = kernel::SCSI_IOCTL_DATA_UNSPECIFIED; // there are none
-    record.command.TimeOutValue = secondsToAnswer;
-    record.command.SenseInfoOffset = offsetof(PassThrough, sense);
-    record.command.Cdb[0] = kernel::SCSI_TEST_UNIT_READY;
-    std::uint32_t returned = 0;
-    if (!kernel::DeviceIoControl(drive.get(), kernel::IOCTL_SCSI_PASS_THROUGH, &record, sizeof record, &record,
-                                 sizeof record, &returned, nullptr)) {
-        return failed(kernel::GetLastError());
-    }
-    if (returned < sizeof record.command) {
-        return failed(kernel::ERROR_GEN_FAILURE);
+    if (drive.isValid()) {
+        return scsi::testUnitReady(drive.get());
     }
     UnitStatus unit;
-    unit.status = record.command.ScsiStatus;
-    if (unit.status == kernel::SCSI_CHECK_CONDITION) {
-        // What did not come back is still zero, as it was sent.
-        std::size_t const told = record.command.SenseInfoLength;
-        unit.sense = parseSense(std::span(record.sense).first(std::min(told, record.sense.size())));
-    }
+    unit.error = kernel::GetLastError();
     return unit;
 }
 
@@ -96,7 +55,7 @@ void log(nuv::String const & osLocator, UnitStatus const & unit) {
                                           static_cast<unsigned>(unit.sense->code),
                                           static_cast<unsigned>(unit.sense->qualifier));
         }
-        message << (unit.isSanitizing() ? ", sanitize in progress" : ", no sanitize in progress");
+        message << (isSanitizing(unit) ? ", sanitize in progress" : ", no sanitize in progress");
     }
     logger->log(logPriority, message);
 }
@@ -112,7 +71,7 @@ bool sanitizeInProgress(tkit5::DiagDevice const & device, bool logDetails) {
     if (logDetails) {
         log(osLocator, unit);
     }
-    return unit.isSanitizing();
+    return isSanitizing(unit);
 }
 
 } // namespace libDriveChecks

@@ -5,6 +5,7 @@
 #include "kernel/Runtime.h"
 #include "libMedia2.h"
 #include "machine/Pages.h"
+#include "scsi/UnitStatus.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -283,11 +284,14 @@ int OSDrive::mediaState() {
             break;
         }
     }
-    kernel::SetLastError(errorBefore);
-    if (error == kernel::ERROR_SUCCESS) {
-        return ready;
+    int state = error == kernel::ERROR_SUCCESS ? ready : noMedium;
+    if (error == kernel::ERROR_NOT_READY) {
+        // So says Windows of an empty drive, too; only the drive itself tells them apart.
+        auto const sense = scsi::testUnitReady(state_->handle()).sense;
+        state = sense && scsi::meansNoMedium(*sense) ? noMedium : loading;
     }
-    return error == kernel::ERROR_NOT_READY ? loading : noMedium;
+    kernel::SetLastError(errorBefore);
+    return state;
 }
 
 bool OSDrive::isMediaPresent() {

@@ -29,7 +29,7 @@ TEST(FlushTest, OfADescribedDiskNeedsWriteAccessAndAMedium) {
     EXPECT_FALSE(kernel::FlushFileBuffers(support::openFile(support::disk1, kernel::GENERIC_READ).get()));
     EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_ACCESS_DENIED);
     EXPECT_FALSE(kernel::FlushFileBuffers(support::openFile(support::disk2).get()));
-    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_NO_MEDIA_IN_DRIVE);
+    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_NOT_READY);
 }
 
 TEST(FlushTest, IsALineOfTheTrace) {

@@ -47,6 +47,22 @@ TEST(MediaTest, AnyOtherErrorIsNoMedium) {
     }
 }
 
+// An empty drive and one that is not ready yet answer with the same error.
+TEST(MediaTest, ADriveThatIsNotReadyIsAskedWhy) {
+    std::string const notReady = R"({"call": "checkVerify", "error": 21})";
+    EXPECT_EQ(stateOfDisk(R"("media": "absent", "faults": [)" + notReady + "]"), none);
+    EXPECT_EQ(stateOfDisk(R"("faults": [)" + notReady + "]"), loading); // and says that nothing is wrong
+}
+
+TEST(MediaTest, ADriveThatCannotBeAskedWhyMayBecomeReady) {
+    DiskPc const pc({R"("media": "absent")"});
+    nuv::SharedFileHandle slot(new nuv::FileHandleResManager(support::openFile(disk1, kernel::GENERIC_READ)));
+    OSDrive drive(slot, nullptr);
+    kernel::SetLastError(42);
+    EXPECT_EQ(stateOf(drive), loading); // nothing is passed through for who may not write
+    EXPECT_EQ(kernel::GetLastError(), 42U);
+}
+
 TEST(MediaTest, ADeviceThatWasPulledOutHasNone) {
     DiskPc pc({R"("mediaChanges": [{"media": "unplugged", "atMilliseconds": 1000}])"});
     nuv::SharedFileHandle slot = support::openShared(disk1);

@@ -52,7 +52,7 @@ TEST(SizesTest, AreZeroWithoutAMedium) {
     nuv::SharedFileHandle slot = support::openShared(disk1);
     OSDrive drive(slot, nullptr);
     EXPECT_EQ(drive.getSectorSize(), 0U);
-    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_NO_MEDIA_IN_DRIVE);
+    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_NOT_READY);
     EXPECT_EQ(drive.getSectorCount(), 0U);
 }
 

@@ -292,7 +292,7 @@ TEST(WriteErrorsTest, AProbeBeforeTheWriteThatHangsEndsThePassAndTheRestoreIsTri
     EXPECT_EQ(fixed.result, "CANNOTRUN");
 
     PassRun const ejected = runPass(disk, writePreserved);
-    EXPECT_EQ(ejected.transfers(), (Lines{"read 0", "write 0 overlapped error 1112"}));
+    EXPECT_EQ(ejected.transfers(), (Lines{"read 0", "write 0 overlapped error 21"}));
     EXPECT_EQ(ejected.reports, (Lines{"warning LARGE_CHUNKS_OF_DATA_READ_FAILED 151",
                                       "warning CANNOT_RESTORE_DATA 880 TestSector=0 EndSector=10241"}));
     EXPECT_EQ(ejected.result, "CANNOTRUN");

@@ -82,12 +82,11 @@ DiskAnswer passThrough(DiskState const & disk, Duration now, std::span<std::byte
         key = kernel::SCSI_SENSE_NOT_READY;
         asc = kernel::SCSI_ASC_LUN_NOT_READY;
         ascq = kernel::SCSI_ASCQ_SANITIZING;
-    } else if (std::uint32_t const medium = disk.mediaError(now); medium != kernel::ERROR_SUCCESS) {
-        constexpr std::uint8_t mediumNotPresent = 0x3A;
+    } else if (MediaState const medium = disk.media(now); medium != MediaState::Present) {
         constexpr std::uint8_t becomingReady = 0x01;
-        bool const loading = medium == kernel::ERROR_NOT_READY;
+        bool const loading = medium == MediaState::Loading;
         key = kernel::SCSI_SENSE_NOT_READY;
-        asc = loading ? kernel::SCSI_ASC_LUN_NOT_READY : mediumNotPresent;
+        asc = loading ? kernel::SCSI_ASC_LUN_NOT_READY : kernel::SCSI_ASC_MEDIUM_NOT_PRESENT;
         ascq = loading ? becomingReady : std::uint8_t{0};
     }
     std::uint8_t sense[18] = {kernel::SCSI_SENSE_FIXED_CURRENT};

@@ -67,8 +67,7 @@ std::uint32_t DiskState::mediaError(Duration now) const {
     switch (media(now)) {
     case MediaState::Present:
         break;
-    case MediaState::Absent:
-        return kernel::ERROR_NO_MEDIA_IN_DRIVE;
+    case MediaState::Absent: // as of a medium that is not ready yet: why, only the sense data tell
     case MediaState::Loading:
         return kernel::ERROR_NOT_READY;
     case MediaState::Unplugged:

@@ -1,4 +1,4 @@
-#include "libDriveChecks/SenseData.h"
+#include "scsi/SenseData.h"
 
 #include <gtest/gtest.h>
 
@@ -7,9 +7,10 @@
 #include <span>
 #include <vector>
 
-using libDriveChecks::meansSanitizing;
-using libDriveChecks::parseSense;
-using libDriveChecks::SenseCode;
+using scsi::meansNoMedium;
+using scsi::meansSanitizing;
+using scsi::parseSense;
+using scsi::SenseCode;
 
 namespace {
 
@@ -73,6 +74,14 @@ TEST(SenseDataTest, OnlyOneCodeMeansSanitizing) {
     EXPECT_FALSE(meansSanitizing({0x02, 0x3A, 0x00})); // no medium
     EXPECT_FALSE(meansSanitizing({0x06, 0x04, 0x1B}));
     EXPECT_FALSE(meansSanitizing({}));
+}
+
+TEST(SenseDataTest, NoMediumIsToldWhateverTheQualifier) {
+    EXPECT_TRUE(meansNoMedium({0x02, 0x3A, 0x00}));
+    EXPECT_TRUE(meansNoMedium({0x02, 0x3A, 0x01})); // tray closed
+    EXPECT_FALSE(meansNoMedium({0x02, 0x04, 0x01}));
+    EXPECT_FALSE(meansNoMedium({0x06, 0x3A, 0x00}));
+    EXPECT_FALSE(meansNoMedium({}));
 }
 
 } // namespace

@@ -6,7 +6,7 @@
 #include <optional>
 #include <span>
 
-namespace libDriveChecks {
+namespace scsi {
 
 using Bytes = std::span<std::byte const>;
 
@@ -23,5 +23,6 @@ struct SenseCode {
 std::optional<SenseCode> parseSense(Bytes sense);
 
 bool meansSanitizing(SenseCode const & sense);
+bool meansNoMedium(SenseCode const & sense);
 
-} // namespace libDriveChecks
+} // namespace scsi

@@ -2,7 +2,7 @@
 
 #include "kernel/StorageRecords.h"
 
-namespace libDriveChecks {
+namespace scsi {
 
 namespace {
 
@@ -39,4 +39,8 @@ bool meansSanitizing(SenseCode const & sense) {
            SenseCode{kernel::SCSI_SENSE_NOT_READY, kernel::SCSI_ASC_LUN_NOT_READY, kernel::SCSI_ASCQ_SANITIZING};
 }
 
-} // namespace libDriveChecks
+bool meansNoMedium(SenseCode const & sense) {
+    return sense.key == kernel::SCSI_SENSE_NOT_READY && sense.code == kernel::SCSI_ASC_MEDIUM_NOT_PRESENT;
+}
+
+} // namespace scsi
