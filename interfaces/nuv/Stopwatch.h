@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 namespace nuv {
 
 // Measures elapsed time on a clock that never goes back and that no change of the wall clock disturbs.
@@ -10,7 +12,7 @@ public:
     double getElapsed() const; // seconds since construction or the last reset
 
 private:
-    double start_;
+    std::int64_t start_; // nanoseconds
 };
 
 } // namespace nuv

@@ -5,20 +5,21 @@ namespace nuv {
 
 namespace {
 
-double secondsNow() {
-    return std::chrono::duration<double>(machine::current().clock().now()).count();
+std::int64_t now() {
+    return machine::current().clock().now().count();
 }
 
 } // namespace
 
-Stopwatch::Stopwatch() : start_(secondsNow()) {}
+Stopwatch::Stopwatch() : start_(now()) {}
 
 void Stopwatch::reset() {
-    start_ = secondsNow();
+    start_ = now();
 }
 
 double Stopwatch::getElapsed() const {
-    return secondsNow() - start_;
+    // Subtracted as whole numbers, so that a time is the same whenever it was measured.
+    return std::chrono::duration<double>(machine::Duration(now() - start_)).count();
 }
 
 } // namespace nuv

@@ -107,4 +107,16 @@ TEST(StopwatchTest, MeasuresOnTheClockOfTheMachine) {
     EXPECT_EQ(stopwatch.getElapsed(), 0.0);
 }
 
+// A percentage that counts whole seconds would show the difference.
+TEST(StopwatchTest, TheSameTimeIsTheSameWheneverItIsMeasured) {
+    support::ScriptedMachine pc;
+    machine::InUse const inUse(pc);
+    for (int i = 0; i < 100; ++i) {
+        pc.clock().sleep(std::chrono::nanoseconds(100'123'457));
+        nuv::Stopwatch const stopwatch;
+        pc.clock().sleep(std::chrono::seconds(8));
+        EXPECT_EQ(stopwatch.getElapsed(), 8.0) << i;
+    }
+}
+
 } // namespace
