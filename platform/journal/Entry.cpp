@@ -22,8 +22,9 @@ constexpr std::size_t diskSizeAt = 40;
 constexpr std::size_t checksumAt = 48;
 constexpr std::size_t serialNumberAt = 52; // texts: their length in two bytes, then room for the longest
 constexpr std::size_t modelAt = serialNumberAt + 2 + longestText;
+constexpr std::size_t idAt = modelAt + 2 + longestText;
 constexpr std::size_t headerChecksumAt = headerSize - 4; // of everything before it
-static_assert(modelAt + 2 + longestText <= headerChecksumAt);
+static_assert(idAt + sizeof(std::uint64_t) <= headerChecksumAt);
 
 constexpr std::string_view magic{"NUVUNDO\0", 8};
 constexpr std::uint32_t version = 1;
@@ -98,6 +99,7 @@ Header encode(Entry const & entry) {
     put(header, checksumAt, entry.checksum);
     putText(header, serialNumberAt, std::string_view(entry.disk.serialNumber).substr(0, longestText));
     putText(header, modelAt, std::string_view(entry.disk.model).substr(0, longestText));
+    put(header, idAt, entry.id);
     put(header, headerChecksumAt, crc32c(Bytes(header).first(headerChecksumAt)));
     return header;
 }
@@ -115,6 +117,7 @@ std::optional<Entry> decode(Bytes header) {
         return std::nullopt;
     }
     Entry entry{.sequence = get<std::uint64_t>(header, sequenceAt),
+                .id = get<std::uint64_t>(header, idAt),
                 .disk = {.serialNumber = *serialNumber,
                          .model = *model,
                          .size = get<std::uint64_t>(header, diskSizeAt),

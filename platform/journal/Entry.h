@@ -32,6 +32,7 @@ struct Range {
 // A backup without its bytes.
 struct Entry {
     std::uint64_t sequence = 0; // of two entries about one disk the higher one was made later
+    std::uint64_t id = 0;       // tells it from others of its sequence, which starts again once no file is left
     DiskIdentity disk;
     Range range;
     std::uint32_t checksum = 0; // CRC-32C of the backup

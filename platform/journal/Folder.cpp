@@ -50,41 +50,8 @@ public:
     std::string place() const override { return utf8(folder_); }
     std::string pathOf(std::string const & name) const override { return utf8(folder_ / pathFrom(name)); }
 
-    Result<StoredFile> create(std::string const & name) override {
-        if (std::uint32_t const error = createFolders(); error != kernel::ERROR_SUCCESS) {
-            return {nullptr, error};
-        }
-        return createFile(folder_ / pathFrom(name));
-    }
-    Result<StoredBytes> open(std::string const & name) override { return openFile(folder_ / pathFrom(name)); }
-
-    std::uint32_t rename(std::string const & from, std::string const & to) override {
-        return renameFile(folder_ / pathFrom(from), folder_ / pathFrom(to));
-    }
-    std::uint32_t remove(std::string const & name) override { return removeFile(folder_ / pathFrom(name)); }
-    std::uint32_t syncNames() override { return syncFolder(folder_); }
-
-    Names list() override {
-        Names found;
-        std::error_code failure;
-        for (fs::directory_iterator each(folder_, failure), end; !failure && each != end; each.increment(failure)) {
-            found.names.push_back(utf8(each->path().filename()));
-        }
-        if (failure && failure != std::errc::no_such_file_or_directory) {
-            found.error = errorOf(failure);
-        }
-        return found;
-    }
-
-    std::optional<std::uint64_t> room() override {
-        std::error_code failure;
-        fs::space_info const space = fs::space(existing(folder_), failure);
-        return failure ? std::nullopt : std::optional<std::uint64_t>(space.available);
-    }
-
-private:
     // Each new folder has to outlast a loss of power, too, which the name in the folder above it decides.
-    std::uint32_t createFolders() {
+    std::uint32_t make() override {
         std::error_code failure;
         if (fs::is_directory(folder_, failure)) {
             return kernel::ERROR_SUCCESS;
@@ -103,6 +70,37 @@ private:
         return kernel::ERROR_SUCCESS;
     }
 
+    Result<StoredFile> create(std::string const & name) override { return createFile(folder_ / pathFrom(name)); }
+    Result<StoredBytes> open(std::string const & name) override { return openFile(folder_ / pathFrom(name)); }
+
+    std::uint32_t rename(std::string const & from, std::string const & to) override {
+        return renameFile(folder_ / pathFrom(from), folder_ / pathFrom(to));
+    }
+    std::uint32_t remove(std::string const & name) override { return removeFile(folder_ / pathFrom(name)); }
+    std::uint32_t syncNames() override { return syncFolder(folder_); }
+
+    Names list() override {
+        Names found;
+        std::error_code failure;
+        for (fs::directory_iterator each(folder_, failure), end; !failure && each != end; each.increment(failure)) {
+            found.names.push_back(utf8(each->path().filename()));
+        }
+        if (failure == std::errc::no_such_file_or_directory || failure == std::errc::not_a_directory) {
+            std::error_code ignored;
+            found.error = fs::exists(folder_, ignored) ? notAFolder : kernel::ERROR_PATH_NOT_FOUND;
+        } else if (failure) {
+            found.error = errorOf(failure);
+        }
+        return found;
+    }
+
+    std::optional<std::uint64_t> room() override {
+        std::error_code failure;
+        fs::space_info const space = fs::space(existing(folder_), failure);
+        return failure ? std::nullopt : std::optional<std::uint64_t>(space.available);
+    }
+
+private:
     fs::path const folder_;
 };
 

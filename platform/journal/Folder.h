@@ -11,8 +11,8 @@
 
 namespace journal {
 
-// A folder that need not exist yet; whatever is in it beside the journal's files is left alone. Nothing is created
-// before something is asked for: only create() makes the folder, with those above it.
+// A folder that need not exist yet; whatever is in it beside the journal's files is left alone. Only make() makes the
+// folder, with those above it.
 std::unique_ptr<Storage> folderStorage(std::string const & folder);
 
 // Facts about where a folder is, or would be once it is created.

@@ -12,7 +12,7 @@ namespace journal {
 
 Result<StoredFile> createFile(std::filesystem::path const & path);
 Result<StoredBytes> openFile(std::filesystem::path const & path);
-// Never in the place of another file, where the file system can tell.
+// Never in the place of another file; where the file system cannot do that, it looks first.
 std::uint32_t renameFile(std::filesystem::path const & from, std::filesystem::path const & to);
 std::uint32_t removeFile(std::filesystem::path const & path);
 std::uint32_t syncFolder(std::filesystem::path const & folder);

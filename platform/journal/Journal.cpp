@@ -2,6 +2,7 @@
 
 #include "Crc32c.h"
 #include "kernel/Files.h"
+#include "machine/SteadyClock.h"
 
 #include <algorithm>
 #include <array>
@@ -21,6 +22,7 @@ constexpr std::string_view givenUp = ".done";
 constexpr std::string_view trial = ".try"; // instead of .undo where there is nothing behind it
 constexpr std::size_t fewestDigits = 6;
 constexpr std::size_t mostDigits = 18;
+constexpr std::uint64_t highestSequence = 999'999'999'999'999'999; // of so many digits
 
 std::string nameOf(std::uint64_t sequence, std::string_view ending) {
     std::string digits = std::to_string(sequence);
@@ -44,12 +46,38 @@ std::optional<std::uint64_t> sequenceOf(std::string_view name, std::string_view 
     return sequence;
 }
 
-// Empty when the file has gone since it was listed: its process has closed the entry.
-std::optional<FoundEntry> look(Storage & storage, std::string const & name, std::uint64_t sequence) {
+constexpr std::array endings{kept, unfinished, givenUp, trial};
+
+// The numbers of all files but one.
+struct Numbers {
+    std::vector<std::uint64_t> taken;
+    std::uint32_t error = 0;
+};
+Numbers numbersBut(Storage & storage, std::string const & own) {
+    Storage::Names const listed = storage.list();
+    Numbers numbers{.taken = {}, .error = listed.error};
+    for (std::string const & name : listed.names) {
+        for (std::string_view const ending : endings) {
+            if (auto const sequence = sequenceOf(name, ending); sequence && name != own) {
+                numbers.taken.push_back(*sequence);
+            }
+        }
+    }
+    return numbers;
+}
+
+struct Look {
     FoundEntry found;
+    std::unique_ptr<StoredBytes> file; // null when it cannot be read
+};
+
+// Empty when the file has gone since it was listed: its process has closed the entry.
+std::optional<Look> look(Storage & storage, std::string const & name, std::uint64_t sequence) {
+    Look seen;
+    FoundEntry & found = seen.found;
     found.name = name;
     found.entry.sequence = sequence;
-    Result<StoredBytes> const opened = storage.open(name);
+    Result<StoredBytes> opened = storage.open(name);
     if (!opened.file) {
         if (opened.error == kernel::ERROR_FILE_NOT_FOUND) {
             return std::nullopt;
@@ -59,27 +87,35 @@ std::optional<FoundEntry> look(Storage & storage, std::string const & name, std:
         } else {
             found.error = opened.error;
         }
-        return found;
-    }
-    if (opened.file->size() < headerSize) {
-        return found;
+        return seen;
     }
     Header header{};
-    found.error = opened.file->read(0, header);
+    std::span const start = std::span(header).first(std::min<std::uint64_t>(headerSize, opened.file->size()));
+    found.error = opened.file->read(0, start);
     if (found.error != kernel::ERROR_SUCCESS) {
-        return found;
+        return seen;
     }
-    auto entry = decode(header);
-    if (entry && opened.file->size() - headerSize == entry->bytes()) {
+    found.size = opened.file->size();
+    found.headerSum = crc32c(start);
+    auto entry = decode(start);
+    if (entry && found.size - headerSize == entry->bytes()) {
         found.entry = std::move(*entry);
         found.state = FoundEntry::State::Owed;
     }
-    return found;
+    seen.file = std::move(opened.file);
+    return seen;
 }
 
 bool isAbandoned(Storage & storage, std::string const & name) {
     std::uint32_t const error = storage.open(name).error;
     return error != kernel::ERROR_SHARING_VIOLATION && error != kernel::ERROR_FILE_NOT_FOUND;
+}
+
+// Whoever has listed a file and comes back to its name later does so while the system still runs, whose time never
+// comes back; so no other file of that name and number has the same. Real time, also where that of the PC is a
+// described one.
+std::uint64_t newId() {
+    return static_cast<std::uint64_t>(machine::SteadyClock().now().count());
 }
 
 std::uint32_t writeAll(StoredFile & file, Header const & header, Bytes backup) {
@@ -93,27 +129,42 @@ std::uint32_t writeAll(StoredFile & file, Header const & header, Bytes backup) {
 
 } // namespace
 
-// Numbers go up as long as there are files, so that the order of two entries about one range is known.
+// Numbers go up as long as there are files, so that the order of two entries about one range is known. Another process
+// may take one at the same time, and have renamed its file by the time that this one's is created under the first name.
 Result<StoredFile> Journal::createNext(std::uint64_t & sequence) {
-    Storage::Names const listed = storage_.list();
-    if (listed.error != kernel::ERROR_SUCCESS) {
-        return {nullptr, listed.error};
-    }
-    for (std::string const & name : listed.names) {
-        for (std::string_view const ending : {kept, unfinished, givenUp, trial}) {
-            lastSequence_ = std::max(lastSequence_, sequenceOf(name, ending).value_or(0));
-        }
-    }
-    constexpr int attempts = 100; // other processes may take a number at the same time
     Result<StoredFile> created;
+    std::string name; // of what was created
+    auto const giveBack = [&](std::uint32_t error) -> Result<StoredFile> {
+        if (created.file) {
+            created.file.reset();
+            storage_.remove(name);
+        }
+        return {nullptr, error};
+    };
+    constexpr int attempts = 100;
     for (int attempt = 0; attempt < attempts; ++attempt) {
+        Numbers const others = numbersBut(storage_, created.file ? name : std::string());
+        if (others.error != kernel::ERROR_SUCCESS) {
+            return giveBack(others.error);
+        }
+        if (created.file && std::ranges::count(others.taken, sequence) == 0) {
+            return created;
+        }
+        giveBack(fileExists);
+        for (std::uint64_t const taken : others.taken) {
+            lastSequence_ = std::max(lastSequence_, taken);
+        }
+        if (lastSequence_ >= highestSequence) {
+            return {nullptr, noNumberLeft};
+        }
         sequence = ++lastSequence_;
-        created = storage_.create(nameOf(sequence, unfinished));
-        if (created.error != fileExists) {
-            break;
+        name = nameOf(sequence, unfinished);
+        created = storage_.create(name);
+        if (!created.file && created.error != fileExists) {
+            return created;
         }
     }
-    return created;
+    return giveBack(fileExists);
 }
 
 Journal::Kept Journal::keep(DiskIdentity const & disk, Range const & range, Bytes backup) {
@@ -121,7 +172,7 @@ Journal::Kept Journal::keep(DiskIdentity const & disk, Range const & range, Byte
 }
 
 Journal::Kept Journal::keepAs(std::string_view ending, DiskIdentity const & disk, Range const & range, Bytes backup) {
-    Entry entry{.disk = disk, .range = range, .checksum = crc32c(backup)};
+    Entry entry{.id = newId(), .disk = disk, .range = range, .checksum = crc32c(backup)};
     if (!decode(encode(entry))) {
         return {std::nullopt, kernel::ERROR_INVALID_PARAMETER}; // nobody could put it back
     }
@@ -180,8 +231,8 @@ Survey survey(Storage & storage) {
     found.error = listed.error;
     for (std::string const & name : listed.names) {
         if (auto const sequence = sequenceOf(name, kept)) {
-            if (auto entry = look(storage, name, *sequence)) {
-                found.entries.push_back(std::move(*entry));
+            if (auto seen = look(storage, name, *sequence)) {
+                found.entries.push_back(std::move(seen->found));
             }
         } else if (std::ranges::any_of(std::array{unfinished, givenUp, trial},
                                        [&](std::string_view ending) { return sequenceOf(name, ending).has_value(); }) &&
@@ -192,6 +243,23 @@ Survey survey(Storage & storage) {
     std::ranges::sort(found.entries, {}, [](FoundEntry const & each) { return each.entry.sequence; });
     std::ranges::sort(found.unfinished);
     return found;
+}
+
+Refound findAgain(Storage & storage, FoundEntry const & found) {
+    using State = Refound::State;
+    auto seen = look(storage, found.name, sequenceOf(found.name, kept).value_or(0));
+    if (!seen) {
+        return {State::Gone, nullptr, kernel::ERROR_FILE_NOT_FOUND};
+    }
+    if (seen->found.state == FoundEntry::State::InUse) {
+        return {State::InUse, nullptr, kernel::ERROR_SHARING_VIOLATION};
+    }
+    std::uint32_t const error = seen->found.error;
+    if (error != kernel::ERROR_SUCCESS && found.error == kernel::ERROR_SUCCESS) {
+        return {State::Unreadable, nullptr, error};
+    }
+    bool const isSame = error != kernel::ERROR_SUCCESS || seen->found == found;
+    return {isSame ? State::Same : State::Replaced, isSame ? std::move(seen->file) : nullptr, error};
 }
 
 std::uint32_t readBackup(StoredBytes & file, std::uint64_t offset, std::span<std::byte> buffer) {
@@ -214,6 +282,9 @@ BackupCheck checkBackup(StoredBytes & file, Entry const & entry) {
 }
 
 std::uint32_t Journal::tryOut() {
+    if (std::uint32_t const error = storage_.make(); error != kernel::ERROR_SUCCESS) {
+        return error;
+    }
     constexpr std::uint32_t sectorSize = 4096;
     std::vector<std::byte> const page(sectorSize, std::byte{0xA5});
     Kept tried = keepAs(trial, {.serialNumber = {}, .model = {}, .size = sectorSize, .sectorSize = sectorSize},

@@ -45,7 +45,8 @@ public:
     Closed close(OpenEntry entry);
     Closed close(std::string const & name);
 
-    // Tries out what keeping a backup takes: 0, or the error of the first step that fails.
+    // Makes the place of the storage, and tries out what keeping a backup takes: 0, or the error of the first step that
+    // fails.
     std::uint32_t tryOut();
 
 private:
@@ -56,6 +57,9 @@ private:
     std::uint64_t lastSequence_ = 0;
 };
 
+// No backup can be kept any more: there is a file with the highest number that a name can have.
+inline constexpr std::uint32_t noNumberLeft = 206;
+
 struct FoundEntry {
     enum class State {
         Owed,    // left behind by a process that is gone
@@ -64,8 +68,12 @@ struct FoundEntry {
     };
     std::string name;
     State state = State::Damaged;
-    std::uint32_t error = 0; // the storage cannot read it; it may be whole all the same
-    Entry entry;             // of an owed one
+    std::uint32_t error = 0;     // the storage cannot read it; it may be whole all the same
+    Entry entry;                 // of an owed one
+    std::uint64_t size = 0;      // of the file
+    std::uint32_t headerSum = 0; // CRC-32C of its header, or of what there is of one
+
+    bool operator==(FoundEntry const &) const = default;
 };
 
 // What lies in a storage.
@@ -76,6 +84,16 @@ struct Survey {
     std::uint32_t error = 0;             // the storage cannot be read
 };
 Survey survey(Storage & storage);
+
+// A second look at a file that was found, before anything is done to it: another process may have given it up since,
+// and a run have taken its name.
+struct Refound {
+    enum class State { Same, Gone, InUse, Replaced, Unreadable };
+    State state = State::Gone;
+    std::unique_ptr<StoredBytes> file; // of the same one; null when that cannot be read either time
+    std::uint32_t error = 0;           // of one that cannot be read now
+};
+Refound findAgain(Storage & storage, FoundEntry const & found);
 
 // True when the backup of an entry is what was kept. Reads all of it.
 struct BackupCheck {

@@ -51,6 +51,10 @@ public:
     virtual std::string place() const = 0; // for people, UTF-8
     virtual std::string pathOf(std::string const & name) const = 0;
 
+    // Makes the place itself, where it is not there yet. Nothing else does: a place that goes away later is an error of
+    // every call, and no other one is made in its stead.
+    virtual std::uint32_t make() = 0;
+
     virtual Result<StoredFile> create(std::string const & name) = 0; // error 80 when there is one of that name
     virtual Result<StoredBytes> open(std::string const & name) = 0;  // error 32 while it is being written
     // At once or not at all; error 80 when there is one of that name.
@@ -62,11 +66,12 @@ public:
         std::vector<std::string> names; // in no order
         std::uint32_t error = 0;
     };
-    virtual Names list() = 0;
+    virtual Names list() = 0; // error 3 when there is no such place, 267 when it is no folder
 
     virtual std::optional<std::uint64_t> room() = 0; // bytes; empty when it cannot be told
 };
 
 inline constexpr std::uint32_t fileExists = 80;
+inline constexpr std::uint32_t notAFolder = 267;
 
 } // namespace journal

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
+#include <set>
 #include <span>
 #include <string_view>
 #include <system_error>
@@ -61,6 +62,15 @@ fs::path pathFrom(std::string const & utf8) {
     return {std::u8string(utf8.begin(), utf8.end())};
 }
 
+// Where names are UTF-16, not every text is one.
+bool isPath(std::string const & utf8) {
+    try {
+        return !pathFrom(utf8).empty();
+    } catch (std::system_error const &) {
+        return false;
+    }
+}
+
 std::uint32_t checksumOf(std::string const & contents) {
     return journal::crc32c(std::as_bytes(std::span(contents)));
 }
@@ -93,21 +103,27 @@ struct Created {
 };
 Created createNext(journal::Storage & usual, std::uint32_t checksum) {
     Created created{.file = {}, .name = {.checksum = checksum, .number = 0}};
+    if (created.file.error = usual.make(); created.file.error != kernel::ERROR_SUCCESS) {
+        return created;
+    }
     auto const listed = usual.list();
     if (listed.error != kernel::ERROR_SUCCESS) {
         created.file.error = listed.error;
         return created;
     }
+    std::set<std::uint32_t> taken;
     for (std::string const & name : listed.names) {
         for (std::string_view const ending : {complete, unfinished}) {
             if (auto const other = parsed(name, ending); other && other->checksum == checksum) {
-                created.name.number = std::max(created.name.number, other->number);
+                taken.insert(other->number);
             }
         }
     }
     constexpr int attempts = 100; // other processes may take a number at the same time
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        ++created.name.number;
+        do { // the lowest, so that it never gets too long for a name
+            ++created.name.number;
+        } while (taken.contains(created.name.number));
         created.file = usual.create(textOf(created.name, unfinished));
         if (created.file.error != journal::fileExists) {
             break;
@@ -133,8 +149,11 @@ bool isSameFolder(std::string const & a, std::string const & b) {
 
 std::optional<std::string> folderOfNote(std::string const & name, std::string const & contents) {
     auto const note = parsed(name, complete);
-    bool const isIntact = note && checksumOf(contents) == note->checksum && contents.ends_with('\n');
-    return isIntact ? std::optional(contents.substr(0, contents.size() - 1)) : std::nullopt;
+    if (!note || checksumOf(contents) != note->checksum || !contents.ends_with('\n')) {
+        return std::nullopt;
+    }
+    std::string folder = contents.substr(0, contents.size() - 1);
+    return isPath(folder) ? std::optional(std::move(folder)) : std::nullopt;
 }
 
 Noted noteFolder(journal::Storage & usual, std::string const & folder) {
@@ -171,7 +190,7 @@ std::uint32_t takeBack(journal::Storage & usual, OpenNote note) {
 FolderNotes folderNotes(journal::Storage & usual) {
     FolderNotes found;
     auto listed = usual.list();
-    found.error = listed.error;
+    found.error = listed.error == kernel::ERROR_PATH_NOT_FOUND ? kernel::ERROR_SUCCESS : listed.error; // not made yet
     std::ranges::sort(listed.names);
     for (std::string const & name : listed.names) {
         bool const isComplete = parsed(name, complete).has_value();

@@ -28,7 +28,8 @@ struct OpenNote {
     std::unique_ptr<journal::StoredFile> file;
 };
 
-// When it returns without an error, a loss of power leaves the note where it is. Errors are the storage's.
+// Makes the place of the storage. When it returns without an error, a loss of power leaves the note where it is. Errors
+// are the storage's.
 struct Noted {
     std::optional<OpenNote> note;
     std::uint32_t error = 0;
@@ -55,8 +56,8 @@ FolderNotes folderNotes(journal::Storage & usual);
 // Those that cannot be removed do no harm.
 void removeUnfinished(journal::Storage & usual, FolderNotes const & notes);
 
-// Gives up those of the notes that are about this folder. The error tells that some of them may still be there; it may be
-// that of the notes themselves.
+// Gives up those of the notes that are about this folder. The error tells that some of them may still be there; it may
+// be that of the notes themselves.
 std::uint32_t forgetFolder(journal::Storage & usual, FolderNotes const & notes, std::string const & folder);
 
 } // namespace tkit5

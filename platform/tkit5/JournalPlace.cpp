@@ -100,7 +100,14 @@ std::string whyNoJournal(std::string const & folder, std::vector<CatalogDevice c
     if (auto const room = storage->room(); room && *room < needed) {
         return fmt::format("{} has room for {}, but {} are needed.", folder, sizeText(*room), sizeText(needed));
     }
-    if (std::uint32_t const error = journal::Journal(*storage).tryOut(); error != 0) {
+    std::uint32_t const error = journal::Journal(*storage).tryOut();
+    if (error == journal::noNumberLeft) {
+        return fmt::format(
+            "{} holds a file with the highest number that a backup can have. 'nuvrusb recover' removes it "
+            "when nothing is owed.",
+            folder);
+    }
+    if (error != 0) {
         return fmt::format("{} cannot be used. {}", folder, nuv::System::getSystemErrorMsg(error).getUTF8String());
     }
     return {};

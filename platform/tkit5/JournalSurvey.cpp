@@ -31,7 +31,7 @@ bool isMissing(std::uint32_t error) {
     constexpr std::uint32_t networkPathNotFound = 53;
     constexpr std::uint32_t networkNameNotFound = 67;
     constexpr std::array errors{kernel::ERROR_FILE_NOT_FOUND, kernel::ERROR_PATH_NOT_FOUND, kernel::ERROR_NOT_READY,
-                                networkPathNotFound, networkNameNotFound};
+                                networkPathNotFound,          networkNameNotFound,          journal::notAFolder};
     return std::ranges::count(errors, error) != 0;
 }
 
@@ -57,7 +57,7 @@ OtherPlaces surveyOtherPlaces(Options const & options) {
     }
     auto const storage = journal::folderStorage(usual);
     FolderNotes const notes = folderNotes(*storage);
-    if (notes.error != kernel::ERROR_SUCCESS && notes.error != kernel::ERROR_PATH_NOT_FOUND) {
+    if (notes.error != kernel::ERROR_SUCCESS && notes.error != journal::notAFolder) {
         std::string const what = notes.unread.empty() ? fmt::format("The list of other folders in {}", usual)
                                                       : fmt::format("The note {}", storage->pathOf(notes.unread));
         others.unknown = fmt::format("{}, where backups may be, cannot be read. {}", what, errorText(notes.error));
@@ -98,7 +98,8 @@ std::string whyUnknown(PlaceSurvey const & place) {
         return fmt::format("{} in {} cannot be read. {}", what, place.folder, errorText(error));
     };
     std::uint32_t const error = place.survey.error;
-    bool const isAbsent = error == kernel::ERROR_PATH_NOT_FOUND || (place.isNoted && isMissing(error));
+    bool const isAbsent =
+        error == kernel::ERROR_PATH_NOT_FOUND || error == journal::notAFolder || (place.isNoted && isMissing(error));
     if (error != kernel::ERROR_SUCCESS && !isAbsent) { // no folder, no backup
         return text("The backups", error);
     }
@@ -114,6 +115,13 @@ std::string whyNothingThere(PlaceSurvey const & place, Options const & options) 
         "A run that kept backups in {} was cut short, and there are none now. If the folder is on a "
         "disk that is not connected, connect it. If nothing is missing, '{} --discard' ends this notice.",
         place.folder, recoverCommand(options, place.named));
+}
+
+std::string textOfDamagedBackup(PlaceSurvey const & place, journal::FoundEntry const & found, Options const & options) {
+    std::string const command = recoverCommand(options, place.named);
+    return fmt::format("The backup {} in {} is damaged, so that nobody can tell what it held. '{}' puts back what else "
+                       "is owed, and '{} --discard' then removes it.",
+                       found.name, place.folder, command, command);
 }
 
 std::string textOfDamagedNote(std::string const & path) {

@@ -44,11 +44,12 @@ bool isNothingThere(PlaceSurvey const & place);
 // Why nobody can tell what is owed there: the folder, or a backup in it, cannot be read now.
 std::string whyUnknown(PlaceSurvey const & place);
 std::string whyNothingThere(PlaceSurvey const & place, Options const & options);
+std::string textOfDamagedBackup(PlaceSurvey const & place, journal::FoundEntry const & found, Options const & options);
 std::string textOfDamagedNote(std::string const & path);
 // That a note could not be removed, or that nobody knew whether it may be.
 std::string textOfKeptNote(std::string const & usual, std::uint32_t error);
 
-// True for the errors of a folder that is not there, as when its disk is not connected.
+// True for the errors of a folder that is not there, as when its disk is not connected, or is none.
 bool isMissing(std::uint32_t error);
 
 } // namespace tkit5

@@ -19,9 +19,32 @@ namespace tkit5 {
 namespace {
 
 std::string textOf(OwedEntry const & owed) {
-    return owed.found.state == journal::FoundEntry::State::Owed
-               ? rangeText(owed.found.entry.disk, owed.found.entry.range)
-               : fmt::format("what {} held, which cannot be read as a backup", owed.found.name);
+    return rangeText(owed.found.entry.disk, owed.found.entry.range);
+}
+
+bool isDamaged(journal::FoundEntry const & found) {
+    return found.state == journal::FoundEntry::State::Damaged && found.error == kernel::ERROR_SUCCESS;
+}
+
+// What is owed in a folder to disks of this PC, and to others.
+struct OwedInPlace {
+    std::vector<OwedEntry> here;
+    std::vector<OwedEntry> elsewhere;
+};
+
+OwedInPlace owedIn(PlaceSurvey const & place, DeviceCatalog const & catalog) {
+    OwedInPlace owed;
+    for (OwedEntry & each : owedEntries(place.survey, catalog)) {
+        if (each.found.state == journal::FoundEntry::State::Owed) {
+            (each.disks.empty() ? owed.elsewhere : owed.here).push_back(std::move(each));
+        }
+    }
+    return owed;
+}
+
+std::string textOf(std::vector<OwedEntry> const & owed) {
+    std::string const more = owed.size() == 1 ? "" : fmt::format(", and {} more", owed.size() - 1);
+    return fmt::format("An earlier run was cut short and did not put back {}{}.", textOf(owed.front()), more);
 }
 
 struct AllPlaces {
@@ -78,14 +101,22 @@ void JournalUse::tellOfOwed(DeviceCatalog const & catalog) {
         if (std::string const why = whyNothingThere(place, options_); !why.empty()) {
             say(why);
         }
-        std::vector<OwedEntry> owed = owedEntries(place.survey, catalog);
-        std::erase_if(owed, [](OwedEntry const & each) { return each.found.error != 0; });
-        if (owed.empty()) {
-            continue;
+        for (journal::FoundEntry const & found : place.survey.entries) {
+            if (isDamaged(found)) {
+                say(textOfDamagedBackup(place, found, options_));
+            }
         }
-        std::string const more = owed.size() == 1 ? "" : fmt::format(", and {} more", owed.size() - 1);
-        say(fmt::format("An earlier run was cut short and did not put back {}{}. '{}' does it.", textOf(owed.front()),
-                        more, recoverCommand(options_, place.named)));
+        OwedInPlace const owed = owedIn(place, catalog);
+        if (!owed.here.empty()) {
+            say(fmt::format("{} '{}' does it.", textOf(owed.here), recoverCommand(options_, place.named)));
+        }
+        // The command would have to name another PC, or be typed there.
+        if (!owed.elsewhere.empty()) {
+            say(fmt::format("{} {} in {}.", textOf(owed.elsewhere),
+                            owed.elsewhere.size() == 1 ? "The disk is not in this PC; the backup is"
+                                                       : "The disks are not in this PC; the backups are",
+                            place.folder));
+        }
     }
 }
 
@@ -147,6 +178,10 @@ std::optional<Refusal> JournalUse::whyNotOn(std::vector<CatalogDevice const *> c
                                            textOf(owed), command, command),
                                TestResult::CANNOTRUN()};
             }
+        }
+        auto const damaged = std::ranges::find_if(place.survey.entries, isDamaged);
+        if (damaged != place.survey.entries.end()) {
+            return mayBeOwed(textOfDamagedBackup(place, *damaged, options_));
         }
         if (isNothingThere(place)) {
             std::string const command = recoverCommand(options_, place.named);

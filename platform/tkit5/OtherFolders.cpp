@@ -11,9 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <optional>
-#include <string>
-#include <vector>
+#include <utility>
 
 namespace tkit5 {
 
@@ -21,14 +19,14 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-struct Remark {
-    std::optional<std::string> folder;
-    std::optional<std::size_t> owed; // empty when it cannot be told
-    std::string text;
-};
+} // namespace
 
-std::vector<Remark> remarks(OtherPlaces const & others, Options const & options, DeviceCatalog const & catalog) {
-    std::vector<Remark> all;
+std::vector<FolderRemark> folderRemarks(PlaceSurvey const & own, OtherPlaces const & others, Options const & options,
+                                        DeviceCatalog const & catalog) {
+    std::vector<FolderRemark> all;
+    if (std::string nothing = whyNothingThere(own, options); !nothing.empty() && !options.discard) {
+        all.push_back({own.folder, 0, std::move(nothing)});
+    }
     for (PlaceSurvey const & place : others.places) {
         std::size_t const owed = owedEntries(place.survey, catalog).size();
         if (std::string why = whyUnknown(place); !why.empty()) {
@@ -50,21 +48,21 @@ std::vector<Remark> remarks(OtherPlaces const & others, Options const & options,
     return all;
 }
 
-} // namespace
-
-void tellOfOtherFolders(OtherPlaces const & others, Options const & options, terminal::Console & console,
-                        JsonlLines & lines, DeviceCatalog const & catalog) {
-    for (Remark const & remark : remarks(others, options, catalog)) {
+bool tellOfFolders(std::vector<FolderRemark> const & remarks, Options const & options, terminal::Console & console,
+                   JsonlLines & lines) {
+    bool isWritten = true;
+    for (FolderRemark const & remark : remarks) {
         if (options.format == Format::Jsonl) {
             lines.write("otherFolder", {{"folder", remark.folder ? Json(*remark.folder) : Json()},
                                         {"owed", remark.owed ? Json(*remark.owed) : Json()},
                                         {"text", remark.text}});
         } else if (remark.owed.value_or(0) != 0) {
-            console.write(printable(remark.text) + "\n");
+            isWritten = console.write(printable(remark.text) + "\n") && isWritten;
         } else {
             console.writeError(fmt::format("{}: {}\n", programName, printable(remark.text)));
         }
     }
+    return isWritten;
 }
 
 void forgetSettledFolder(Options const & options, terminal::Console & console, journal::Storage & storage) {

@@ -8,12 +8,27 @@
 #include "journal/Storage.h"
 #include "terminal/Console.h"
 
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
 namespace tkit5 {
 
-// Where else something is owed, with the command that puts it back, and where that cannot be told: as JSON lines, or
-// for people as text and on the error stream.
-void tellOfOtherFolders(OtherPlaces const & others, Options const & options, terminal::Console & console,
-                        JsonlLines & lines, DeviceCatalog const & catalog);
+// A folder where something is owed, with the command that puts it back, or where that cannot be told.
+struct FolderRemark {
+    std::optional<std::string> folder; // empty when it is not known
+    std::optional<std::size_t> owed;   // empty when it cannot be told
+    std::string text;
+};
+
+// On the other folders, and on the command's own where nothing is left of what was noted there.
+std::vector<FolderRemark> folderRemarks(PlaceSurvey const & own, OtherPlaces const & others, Options const & options,
+                                        DeviceCatalog const & catalog);
+
+// As JSON lines, or for people as text and on the error stream. False when the text was lost.
+bool tellOfFolders(std::vector<FolderRemark> const & remarks, Options const & options, terminal::Console & console,
+                   JsonlLines & lines);
 
 // If nothing is left in the storage, which is that of the command's folder, later commands need not look there.
 void forgetSettledFolder(Options const & options, terminal::Console & console, journal::Storage & storage);

@@ -19,6 +19,7 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace tkit5 {
 
@@ -85,20 +86,23 @@ public:
         if (!chooseDisks()) {
             return TestResult::BADPARAMS().value();
         }
-        journal::Survey const survey = journal::survey(*storage_);
-        bool const isGivenUp = options_.discard && isMissing(survey.error);
-        if (survey.error != 0 && !isGivenUp) {
-            return refuse(fmt::format("{} cannot be read. {}", storage_->place(),
-                                      nuv::System::getSystemErrorMsg(survey.error).getUTF8String()),
-                          TestResult::CANNOTRUN());
-        }
-        chooseEntries(survey);
-        std::size_t const owed = entries_.size() + ofOthers_;
-        list();
+        PlaceSurvey own{.named = options_.journal, .folder = storage_->place(), .survey = journal::survey(*storage_)};
         if (looksElsewhere_) {
             others_ = surveyOtherPlaces(options_);
-            tellOfOtherFolders(others_, options_, console_, lines_, catalog_);
+            own.isNoted = others_.isOwnNoted;
+            remarks_ = folderRemarks(own, others_, options_, catalog_);
         }
+        std::string const why = whyNotLookedAfter(own);
+        if (why.empty()) {
+            chooseEntries(own.survey);
+            list();
+        }
+        isLost_ = !tellOfFolders(remarks_, options_, console_, lines_) || isLost_;
+        if (!why.empty()) {
+            refuse(why, TestResult::CANNOTRUN());
+            return ended(TestResult::CANNOTRUN());
+        }
+        std::size_t const owed = entries_.size() + ofOthers_;
         TestResult result = TestResult::PASS();
         if (!entries_.empty()) {
             if (!options_.dryRun && !isAllowed()) {
@@ -107,11 +111,12 @@ public:
             result = handleAll();
         }
         if (!options_.dryRun) {
-            for (std::string const & name : survey.unfinished) {
-                storage_->remove(name); // none of them is owed to anybody
+            // None of them is owed to anybody. Looked for again, since a run may have begun meanwhile.
+            for (std::string const & name : journal::survey(*storage_).unfinished) {
+                storage_->remove(name);
             }
             // A folder where nothing was found may be another disk's.
-            bool const isFound = owed != 0 || !survey.unfinished.empty() || options_.discard;
+            bool const isFound = owed != 0 || !own.survey.unfinished.empty() || options_.discard;
             if (looksElsewhere_ && isFound && closed_ == owed) {
                 forgetSettledFolder(options_, console_, *storage_);
             }
@@ -123,6 +128,22 @@ public:
     }
 
 private:
+    // Empty when there is nothing against it. The usual folder need not be there, nor one that is given up.
+    std::string whyNotLookedAfter(PlaceSurvey const & own) const {
+        std::uint32_t const error = own.survey.error;
+        bool const isMissingUsual = !options_.journal && error == kernel::ERROR_PATH_NOT_FOUND;
+        if (error == kernel::ERROR_SUCCESS || isMissingUsual || (options_.discard && isMissing(error))) {
+            return {};
+        }
+        if (error == journal::notAFolder) {
+            return fmt::format("{} is not a folder.", own.folder);
+        }
+        if (error == kernel::ERROR_PATH_NOT_FOUND) {
+            return fmt::format("There is no folder {}.", own.folder);
+        }
+        return fmt::format("{} cannot be read. {}", own.folder, nuv::System::getSystemErrorMsg(error).getUTF8String());
+    }
+
     bool chooseDisks() {
         for (std::string const & name : options_.devices) {
             auto const found = catalog_.find(name);
@@ -172,7 +193,7 @@ private:
         }
         std::string text;
         if (entries_.empty()) {
-            text = disks_.empty() ? "No backup is owed to any disk.\n" : "Nothing is owed to this disk.\n";
+            text = nothingOwed();
         } else {
             text = fmt::format("In {}:\n", printable(storage_->place()));
         }
@@ -186,7 +207,15 @@ private:
         if (inUse_ != 0) {
             text += fmt::format("Backups of a run that goes on: {}.\n", inUse_);
         }
-        console_.write(text);
+        write(text);
+    }
+
+    std::string nothingOwed() const {
+        if (!remarks_.empty()) { // there are other folders
+            return fmt::format("Nothing is owed{} in {}.\n", disks_.empty() ? "" : " to this disk",
+                               printable(storage_->place()));
+        }
+        return disks_.empty() ? "No backup is owed to any disk.\n" : "Nothing is owed to this disk.\n";
     }
 
     static std::string describe(OwedEntry const & entry) {
@@ -248,7 +277,7 @@ private:
         TestResult result = TestResult::PASS();
         std::vector<OwedEntry const *> left; // not back
         for (OwedEntry const & entry : entries_) {
-            if (console_.stopRequested()) {
+            if (console_.stopRequested() || isLost()) {
                 return result.merge(TestResult::USERABORTED());
             }
             Handled const handled = options_.discard ? discard(entry) : recoverOne(entry, left);
@@ -269,9 +298,8 @@ private:
         if (options_.dryRun) {
             return {{Kind::Possible, TestResult::PASS(), "It would be given up."}};
         }
-        // A run may have begun since it was found, and have taken its name.
-        if (storage_->open(entry.found.name).error == kernel::ERROR_SHARING_VIOLATION) {
-            return {{Kind::Refused, TestResult::CANNOTRUN(), "It is in use by a run."}};
+        if (auto changed = whyNotTouched(entry.found, journal::findAgain(*storage_, entry.found))) {
+            return {std::move(*changed)};
         }
         journal::Journal::Closed const closed = journal::Journal(*storage_).close(entry.found.name);
         if (closed.error != 0) {
@@ -352,8 +380,11 @@ private:
                                        {"code", handled.outcome.result.value()}});
             return;
         }
-        console_.write(fmt::format("{}: {}\n", entry.found.name, printable(handled.outcome.text)));
+        write(fmt::format("{}: {}\n", entry.found.name, printable(handled.outcome.text)));
     }
+
+    void write(std::string const & text) { isLost_ = !console_.write(text) || isLost_; }
+    bool isLost() const { return isLost_ || lines_.lost(); }
 
     int refuse(std::string const & message, TestResult const & result) {
         console_.writeError(fmt::format("{}: {}\n", programName, message));
@@ -363,9 +394,9 @@ private:
     int ended(TestResult result) {
         if (isJsonl_) {
             lines_.write("recoverEnd", {{"result", resultName(result)}, {"code", result.value()}});
-            if (lines_.lost()) {
-                result.merge(TestResult::USERABORTED());
-            }
+        }
+        if (isLost()) {
+            result.merge(TestResult::USERABORTED());
         }
         return result.value();
     }
@@ -378,6 +409,7 @@ private:
     std::unique_ptr<journal::Storage> storage_;
     bool const looksElsewhere_;
     OtherPlaces others_;
+    std::vector<FolderRemark> remarks_;
     std::vector<CatalogDevice const *> disks_; // that were named
     std::vector<OwedEntry> entries_;
     std::size_t ofOthers_ = 0;
@@ -385,6 +417,7 @@ private:
     std::set<std::string> beforeUnknown_; // backups with a later one that cannot be looked at now
     std::size_t closed_ = 0;              // given up, since the bytes are back or nobody wants them
     TestResult declined_;
+    bool isLost_ = false; // text that nobody took
 };
 
 } // namespace

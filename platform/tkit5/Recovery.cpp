@@ -29,6 +29,10 @@ std::string errorText(std::uint32_t error) {
     return nuv::System::getSystemErrorMsg(error).getUTF8String();
 }
 
+RecoveryOutcome refused(TestResult const & result, std::string text) {
+    return {Kind::Refused, result, std::move(text)};
+}
+
 class Recovery {
 public:
     Recovery(journal::Storage & storage, journal::FoundEntry const & owed, CatalogDevice const & disk, bool dry,
@@ -49,9 +53,6 @@ public:
     }
 
 private:
-    static RecoveryOutcome refused(TestResult const & result, std::string text) {
-        return {Kind::Refused, result, std::move(text)};
-    }
     static RecoveryOutcome failed(std::string text) { return {Kind::Failed, TestResult::FAIL(), std::move(text)}; }
     RecoveryOutcome stopped() const {
         return {Kind::Stopped, TestResult::USERABORTED(),
@@ -60,12 +61,11 @@ private:
     }
 
     std::optional<RecoveryOutcome> checkFile() {
-        journal::Result<journal::StoredBytes> opened = storage_.open(owed_.name);
-        if (!opened.file) {
-            return refused(TestResult::CANNOTRUN(),
-                           fmt::format("The backup cannot be read. {}", errorText(opened.error)));
+        journal::Refound again = journal::findAgain(storage_, owed_);
+        if (auto const wrong = whyNotTouched(owed_, again)) {
+            return wrong;
         }
-        file_ = std::move(opened.file);
+        file_ = std::move(again.file);
         journal::BackupCheck const check = journal::checkBackup(*file_, entry_);
         if (check.error != kernel::ERROR_SUCCESS) {
             return refused(TestResult::CANNOTRUN(),
@@ -107,6 +107,10 @@ private:
                            "A volume of the disk is in use. Close the programs and windows that use it.");
         }
         if (auto const wrong = open(kernel::GENERIC_READ | kernel::GENERIC_WRITE, 0)) {
+            return *wrong;
+        }
+        // From here on nobody else writes to the disk, but until then it may have been put back and used.
+        if (auto const wrong = whyNotTouched(owed_, journal::findAgain(storage_, owed_))) {
             return *wrong;
         }
         switch (compare()) {
@@ -175,7 +179,10 @@ private:
         case kernel::ERROR_SHARING_VIOLATION:
             return refused(TestResult::DEVICEBUSY(), "The disk is in use by another program.");
         case kernel::ERROR_FILE_NOT_FOUND:
+        case kernel::ERROR_DEV_NOT_EXIST:
+        case kernel::ERROR_NO_SUCH_DEVICE:
         case kernel::ERROR_DEVICE_NOT_CONNECTED:
+        case kernel::ERROR_DEVICE_REMOVED:
             return refused(TestResult::NODEVICE(), "The disk has been unplugged.");
         case kernel::ERROR_ACCESS_DENIED:
             return refused(TestResult::CANNOTRUN(), "Access to the disk is denied. Run it as administrator.");
@@ -246,6 +253,11 @@ private:
     }
 
     void giveUpEntry(RecoveryOutcome & outcome) {
+        if (auto const wrong = whyNotTouched(owed_, journal::findAgain(storage_, owed_))) {
+            outcome.result = TestResult::WARN();
+            outcome.text += " " + wrong->text;
+            return;
+        }
         journal::Journal::Closed const closed = journal::Journal(storage_).close(owed_.name);
         if (closed.error != kernel::ERROR_SUCCESS) {
             outcome.result = TestResult::WARN();
@@ -281,6 +293,27 @@ private:
 };
 
 } // namespace
+
+std::optional<RecoveryOutcome> whyNotTouched(journal::FoundEntry const & found, journal::Refound const & again) {
+    using State = journal::Refound::State;
+    switch (again.state) {
+    case State::Same:
+        return std::nullopt;
+    case State::Gone:
+        return refused(TestResult::CANNOTRUN(), "Its file is gone: another program has put it back or given it up, or "
+                                                "the folder is no longer there.");
+    case State::InUse:
+        return refused(TestResult::CANNOTRUN(), "It is in use by a run.");
+    case State::Replaced:
+        return refused(TestResult::CANNOTRUN(),
+                       found.error == kernel::ERROR_SUCCESS
+                           ? "It was replaced meanwhile by another backup, which is left alone. Run this again."
+                           : "It could not be read before and can be now, so it is left alone. Run this again.");
+    case State::Unreadable:
+        break;
+    }
+    return refused(TestResult::CANNOTRUN(), fmt::format("The backup cannot be read. {}", errorText(again.error)));
+}
 
 RecoveryOutcome recover(journal::Storage & storage, journal::FoundEntry const & owed, CatalogDevice const & disk,
                         bool dry, std::function<bool()> const & shallStop) {

@@ -30,10 +30,12 @@ protected:
         more.emplace_back("--allow-destructive");
         return runCli(recoverOn(pc(), journalIn(folder, std::move(more))));
     }
-    void expectFoundIn(fs::path const & folder) {
+    void expectFoundIn(fs::path const & folder) { expectFoundIn(folder, pc()); }
+    void expectFoundIn(fs::path const & folder, std::string const & onPc) {
         std::string const command = commandFor(folder);
-        EXPECT_TRUE(contains(devices().errors, command)) << devices().errors;
-        auto const recover = runCli(recoverOn(pc()));
+        std::string const told = runCli({"devices", "--machine", onPc}).errors;
+        EXPECT_TRUE(contains(told, command)) << told;
+        auto const recover = runCli(recoverOn(onPc));
         EXPECT_EQ(recover.code, 0);
         EXPECT_TRUE(contains(recover.output, ": 1. " + command)) << recover.output;
     }
@@ -109,6 +111,32 @@ TEST_F(OtherFolders, WhatIsOwedInTheUsualFolderIsFoundByWhoNamesAnother) {
     EXPECT_TRUE(notes().empty());
 }
 
+TEST_F(OtherFolders, WhereNothingIsOwedIsToldOnlyOfTheFolderThatWasLookedAt) {
+    runCutShort(pc(), journalIn(named_));
+    EXPECT_TRUE(runCli(recoverOn(pc())).output.starts_with("Nothing is owed in " + utf8(journal_) + ".\n"));
+    EXPECT_TRUE(runCli(recoverOn(pc(), {"--device", "DISK\\ONE"}))
+                    .output.starts_with("Nothing is owed to this disk in " + utf8(journal_) + ".\n"));
+    EXPECT_EQ(recoverIn(named_).code, 0);
+    EXPECT_EQ(runCli(recoverOn(pc())).output, "No backup is owed to any disk.\n");
+}
+
+TEST_F(OtherFolders, AFolderThatIsNotThereIsTold) {
+    for (auto const & more : {std::vector<std::string>{}, {"--dry-run"}}) {
+        auto const missing = recoverIn(named_, more);
+        EXPECT_EQ(missing.code, 6);
+        EXPECT_EQ(missing.output, "");
+        EXPECT_EQ(missing.errors, "nuvrusb: There is no folder " + utf8(named_) + ".\n");
+    }
+    EXPECT_EQ(recoverIn(named_, {"--discard"}).code, 0);
+    EXPECT_FALSE(fs::exists(named_));
+    fs::create_directories(named_.parent_path());
+    std::ofstream(named_) << "a file";
+    auto const noFolder = recoverIn(named_);
+    EXPECT_EQ(noFolder.code, 6);
+    EXPECT_EQ(noFolder.errors, "nuvrusb: " + utf8(named_) + " is not a folder.\n");
+    EXPECT_EQ(runCli(recoverOn(pc())).output, "No backup is owed to any disk.\n"); // the usual one is not made yet
+}
+
 TEST_F(OtherFolders, AHostReadsWhereElseSomethingIsOwed) {
     runCutShort(pc(), journalIn(named_));
     fs::create_directory(journal_ / "folder-00000000-1.txt"); // a note that cannot be read
@@ -163,13 +191,14 @@ TEST_F(OtherFolders, ANameInAnyScriptIsFound) {
 TEST_F(OtherFolders, EachOfTwoFoldersIsFoundUntilItIsSettled) {
     fs::path const second = journal_.parent_path() / "second";
     runCutShort(pc(), journalIn(named_));
-    runCutShort(pc(R"("serialNumber": "S2")"), journalIn(second));
+    auto const other = [this] { return pc(R"("serialNumber": "S2")"); };
+    runCutShort(other(), journalIn(second));
     EXPECT_EQ(notes().size(), 2U);
     expectFoundIn(named_);
-    expectFoundIn(second);
+    expectFoundIn(second, other());
     EXPECT_EQ(recoverIn(named_).code, 0);
     EXPECT_EQ(notes().size(), 1U);
-    expectFoundIn(second);
+    expectFoundIn(second, other());
     EXPECT_FALSE(contains(devices().errors, commandFor(named_)));
 }
 
@@ -196,7 +225,11 @@ TEST_F(OtherFolders, AFolderWhereNothingIsLeftIsNotForgotten) {
         auto const recover = runCli(recoverOn(pc(), {"--allow-destructive"}));
         EXPECT_EQ(recover.code, 0);
         EXPECT_TRUE(contains(recover.errors, nothingThere_)) << recover.errors;
-        EXPECT_EQ(recoverIn(named_).code, 0);
+        auto const named = recoverIn(named_);
+        EXPECT_EQ(named.code, isThere ? 0 : 6);
+        EXPECT_EQ(contains(named.errors, "There is no folder " + utf8(named_) + ".\n"), !isThere) << named.errors;
+        EXPECT_TRUE(contains(named.errors, nothingThere_)) << named.errors;
+        EXPECT_EQ(contains(named.output, "Nothing is owed in " + utf8(named_)), isThere) << named.output;
         EXPECT_EQ(recoverIn(named_, {"--discard", "--dry-run"}).code, 0);
         EXPECT_EQ(notes().size(), 1U);
     }

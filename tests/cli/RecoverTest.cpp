@@ -176,6 +176,7 @@ TEST_F(Recover, ADiskOfAnotherModelHasToBeNamed) {
 
 TEST_F(Recover, ABackupWithoutAModelBelongsToTheDiskWithItsSerialNumber) {
     auto const storage = journal::folderStorage(journal_.string());
+    ASSERT_EQ(storage->make(), 0U);
     std::vector<std::byte> const bytes(sectorsOfAPiece * sectorSize, std::byte{0x44});
     ASSERT_TRUE(journal::Journal(*storage)
                     .keep({"S1", "", sectors * sectorSize, sectorSize}, {8, sectorsOfAPiece}, bytes)
@@ -220,6 +221,39 @@ TEST_F(Recover, ADamagedBackupIsNotUsed) {
     EXPECT_EQ(runCli(recoverOn(pc(), {"--discard", "--allow-destructive"})).code, 0);
     EXPECT_TRUE(backups().empty());
     EXPECT_EQ(image_.contents(), before);
+}
+
+TEST_F(Recover, NothingIsWrittenWhileABackupIsDamaged) {
+    runCutShort(pc());
+    fs::resize_file(journal_ / "backup-000001.undo", 100);
+    std::string const other = pc(R"("serialNumber": "S2")"); // the file no longer says whose it is
+    std::string const told = "The backup backup-000001.undo in " + journal_.string() +
+                             " is damaged, so that nobody can tell what it held. 'nuvrusb recover --machine";
+    EXPECT_TRUE(contains(runCli({"devices", "--machine", other}).errors, told));
+    calls().devices.clear();
+    for (char const * const more : {"--no-journal", "--no-color"}) {
+        auto const refused = runCli(runOn(other, {more}));
+        EXPECT_EQ(refused.code, 6);
+        std::size_t const at = refused.errors.rfind("nuvrusb: ");
+        EXPECT_TRUE(contains(refused.errors.substr(at), told)) << refused.errors;
+        EXPECT_TRUE(contains(refused.errors.substr(at), "--discard' then removes it.")) << refused.errors;
+        EXPECT_TRUE(contains(refused.errors.substr(at), "so nothing was run.")) << refused.errors;
+    }
+    EXPECT_TRUE(calls().devices.empty());
+    EXPECT_EQ(runCli(recoverOn(other, {"--discard", "--allow-destructive"})).code, 0);
+    EXPECT_EQ(runCli(runOn(other)).code, 0);
+}
+
+TEST_F(Recover, AFileWithTheHighestNumberIsTold) {
+    fs::create_directories(journal_);
+    std::ofstream(journal_ / "backup-999999999999999999.done") << "left over";
+    auto const refused = runCli(runOn(pc()));
+    EXPECT_EQ(refused.code, 5);
+    EXPECT_TRUE(contains(refused.errors, "holds a file with the highest number that a backup can have"))
+        << refused.errors;
+    EXPECT_TRUE(calls().devices.empty());
+    EXPECT_EQ(runCli(recoverOn(pc())).code, 0);
+    EXPECT_EQ(runCli(runOn(pc())).code, 0);
 }
 
 // What a damaged one held is what the earlier one did, with what a failed restore made of it.
@@ -276,6 +310,45 @@ TEST_F(Recover, OtherCommandsTellThatSomethingIsOwed) {
         "S1. 'nuvrusb recover --machine";
     EXPECT_TRUE(contains(runCli({"devices", "--machine", pc()}).errors, told));
     EXPECT_TRUE(contains(runCli({"run", "WholeBus", "--machine", pc()}).errors, told));
+}
+
+// A command with this PC would not put it back.
+TEST_F(Recover, OtherCommandsTellThatTheDiskIsNotInThisPc) {
+    pieces_ = {8};
+    runCutShort(pc());
+    std::string const other = pc(R"("serialNumber": "S2")");
+    std::string const one = runCli({"devices", "--machine", other}).errors;
+    EXPECT_TRUE(contains(one, "did not put back sectors 8 to 11 of Stick, serial number S1. The disk is not in this "
+                              "PC; the backup is in " +
+                                  journal_.string() + ".\n"))
+        << one;
+    EXPECT_FALSE(contains(one, "recover")) << one;
+
+    pieces_ = {12, 16};
+    runCutShort(other);
+    std::string const both = runCli({"devices", "--machine", pc(R"("serialNumber": "S2")")}).errors;
+    EXPECT_TRUE(contains(both, "sectors 12 to 15 of Stick, serial number S2, and 1 more. 'nuvrusb recover")) << both;
+    EXPECT_TRUE(contains(both, "serial number S1. The disk is not in this PC")) << both;
+    std::string const none = runCli({"devices", "--machine", pc(R"("serialNumber": "S3")")}).errors;
+    EXPECT_TRUE(contains(none, "and 2 more. The disks are not in this PC; the backups are in")) << none;
+}
+
+TEST_F(Recover, LostOutputIsAStop) {
+    for (std::vector<std::string> const & format : {std::vector<std::string>{}, {"--format", "jsonl"}}) {
+        runCutShort(pc());
+        std::string const before = image_.contents();
+        std::vector<std::string> arguments = recoverOn(pc(), {"--allow-destructive"});
+        arguments.insert(arguments.end(), format.begin(), format.end());
+        FakeConsole full;
+        full.loseOutputAfter(0);
+        EXPECT_EQ(runCli(arguments, full).code, 8);
+        EXPECT_EQ(image_.contents(), before);
+        EXPECT_EQ(backups().size(), 1U);
+        EXPECT_EQ(runCli(arguments).code, 0);
+        FakeConsole alsoFull;
+        alsoFull.loseOutputAfter(0);
+        EXPECT_EQ(runCli(arguments, alsoFull).code, 8); // when nothing is owed
+    }
 }
 
 TEST_F(Recover, NothingIsWrittenToADiskThatIsOwedSomething) {
@@ -349,19 +422,24 @@ TEST_F(Recover, ARestoreThatCannotBeReadBackStaysOwed) {
 // As when the medium of the journal goes during a pass.
 TEST_F(Recover, ABackupThatCannotBeKeptCountsAsFailed) {
     pieces_ = {8, 12};
-    std::error_code failure;
-    beforeRestore_ = [this, &failure] {
-        fs::remove_all(journal_, failure);
-        std::ofstream(journal_) << "in the way";
-    };
-    auto const result = runCli(runOn(pc()));
-    if (failure) {
-        GTEST_SKIP() << "this system keeps a folder with an open file: " << failure.message();
+    for (bool const isAnythingInTheWay : {false, true}) {
+        std::error_code failure;
+        beforeRestore_ = [&] {
+            fs::remove_all(journal_, failure);
+            if (isAnythingInTheWay) {
+                std::ofstream(journal_) << "in the way";
+            }
+        };
+        auto const result = runCli(runOn(pc()));
+        if (failure) {
+            GTEST_SKIP() << "this system keeps a folder with an open file: " << failure.message();
+        }
+        EXPECT_FALSE(backedUp_);
+        EXPECT_NE(overwriteError_, 0U);
+        EXPECT_EQ(result.code, 1);
+        EXPECT_TRUE(isAsBefore());
+        EXPECT_FALSE(fs::is_directory(journal_));
     }
-    EXPECT_FALSE(backedUp_);
-    EXPECT_NE(overwriteError_, 0U);
-    EXPECT_EQ(result.code, 1);
-    EXPECT_TRUE(isAsBefore());
 }
 
 TEST_F(Recover, ADiskInMemoryHasNoBackups) {

@@ -2,7 +2,9 @@
 #include "tkit5/Recovery.h"
 
 #include "journal/Journal.h"
+#include "kernel.h"
 #include "kernel/Runtime.h"
+#include "support/Forwarding.h"
 #include "support/MemoryStorage.h"
 #include "support/StoredDisk.h"
 #include "support/SwappedPc.h"
@@ -16,6 +18,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace test {
@@ -27,6 +30,25 @@ using tkit5::TestResult;
 
 constexpr std::size_t diskSize = std::size_t{7} << 19U; // of which some pieces are owed
 constexpr std::size_t mostOfAStick = 4096 * 800;
+
+// A PC on which something happens when the disk is opened to be written to, or whose disk cannot be opened then.
+class MeanwhilePc final : public support::ForwardingMachine {
+public:
+    MeanwhilePc(std::unique_ptr<machine::Machine> pc, std::function<void()> meanwhile, std::uint32_t error = 0)
+        : ForwardingMachine(std::move(pc)), meanwhile_(std::move(meanwhile)), error_(error) {}
+
+    machine::Opened open(machine::OpenRequest const & request) override {
+        if ((request.access & kernel::GENERIC_WRITE) == 0) {
+            return ForwardingMachine::open(request);
+        }
+        meanwhile_();
+        return error_ == 0 ? ForwardingMachine::open(request) : machine::Opened{nullptr, error_};
+    }
+
+private:
+    std::function<void()> meanwhile_;
+    std::uint32_t error_;
+};
 
 class RecoveryTest : public testing::Test {
 protected:
@@ -48,6 +70,16 @@ protected:
                         .keep({"S1", "Stick", bytes_->size(), sectorSize}, {0, sectors}, owed)
                         .entry.has_value());
         overwrite();
+    }
+
+    // As another process does that puts the bytes back, and a run after it: the same sectors and bytes.
+    void replace() {
+        journal::Survey const found = journal::survey(storage_);
+        ASSERT_EQ(found.entries.size(), 1U);
+        journal::Entry const & entry = found.entries.front().entry;
+        journal::Journal other(storage_);
+        ASSERT_EQ(other.close(found.entries.front().name).error, 0U);
+        ASSERT_TRUE(other.keep(entry.disk, entry.range, std::span(original_).first(entry.bytes())).entry.has_value());
     }
 
     void overwrite() { std::fill_n(bytes_->bytes.begin(), owedBytes(), std::byte{0xEE}); }
@@ -106,6 +138,49 @@ TEST_F(RecoveryTest, ADiskThatWasSwappedMeanwhileIsNotWrittenTo) {
         }
     }
     EXPECT_EQ(bytes_->bytes, before);
+    EXPECT_EQ(files_->names(), Lines{"backup-000001.undo"});
+}
+
+// Until the disk is open for the recovery alone, another one may put the bytes back, and a run begin.
+TEST_F(RecoveryTest, ABackupThatIsReplacedBeforeTheDiskIsOpenIsNotWritten) {
+    owe(512);
+    auto const before = bytes_->bytes;
+    MeanwhilePc busy(pc(), [this] { replace(); });
+    auto const outcome = recoverOn(busy);
+    EXPECT_EQ(outcome.kind, Kind::Refused);
+    EXPECT_EQ(outcome.text, "It was replaced meanwhile by another backup, which is left alone. Run this again.");
+    EXPECT_EQ(bytes_->bytes, before);
+    EXPECT_EQ(files_->names(), Lines{"backup-000001.undo"});
+}
+
+TEST_F(RecoveryTest, ABackupThatIsReplacedBeforeItsEndIsNotGivenUp) {
+    owe(512);
+    auto const healthy = pc();
+    bool isReplaced = false;
+    auto const outcome = recoverOn(*healthy, false, [&] {
+        if (!std::exchange(isReplaced, true)) {
+            replace();
+        }
+        return false;
+    });
+    EXPECT_EQ(outcome.kind, Kind::Restored);
+    EXPECT_EQ(outcome.result.value(), TestResult::WARN().value());
+    EXPECT_EQ(outcome.text, "The bytes are back, as reading them shows. It was replaced meanwhile by another backup, "
+                            "which is left alone. Run this again.");
+    EXPECT_TRUE(isBack());
+    EXPECT_EQ(files_->names(), Lines{"backup-000001.undo"});
+}
+
+// By whatever error the system says so.
+TEST_F(RecoveryTest, ADiskThatIsGoneIsToldAsUnplugged) {
+    owe(512);
+    for (std::uint32_t const error : {2U, 55U, 433U, 1167U, 1617U}) {
+        MeanwhilePc gone(
+            pc(), [] {}, error);
+        auto const outcome = recoverOn(gone);
+        EXPECT_EQ(outcome.result.value(), TestResult::NODEVICE().value()) << error;
+        EXPECT_EQ(outcome.text, "The disk has been unplugged.");
+    }
     EXPECT_EQ(files_->names(), Lines{"backup-000001.undo"});
 }
 

@@ -16,6 +16,7 @@ using journal::Header;
 
 Entry usual() {
     return {.sequence = 0x0102030405060708,
+            .id = 0x1112131415161718,
             .disk = {.serialNumber = "4C530001", .model = "Stick \xC3\xA4", .size = 16'012'804'096, .sectorSize = 512},
             .range = {.firstSector = 20480, .sectorCount = 20480},
             .checksum = 0xA1B2C3D4};
@@ -38,7 +39,7 @@ void set(Header & header, std::size_t at, std::initializer_list<unsigned char> b
 
 TEST(EntryTest, WhatIsEncodedIsDecoded) {
     EXPECT_EQ(decode(encode(usual())), usual());
-    Entry bare{.sequence = 1, .disk = {{}, {}, 512, 512}, .range = {0, 1}, .checksum = 0};
+    Entry bare{.sequence = 1, .id = 0, .disk = {{}, {}, 512, 512}, .range = {0, 1}, .checksum = 0};
     EXPECT_EQ(decode(encode(bare)), bare);
 }
 
@@ -56,6 +57,7 @@ TEST(EntryTest, HasItsPlacesInTheHeader) {
     set(expected, 48, {0xD4, 0xC3, 0xB2, 0xA1});    // sum of the backup
     set(expected, 52, {8, 0, '4', 'C', '5', '3', '0', '0', '0', '1'});
     set(expected, 310, {8, 0, 'S', 't', 'i', 'c', 'k', ' ', 0xC3, 0xA4});
+    set(expected, 568, {0x18, 0x17, 0x16, 0x15, 0x14, 0x13, 0x12, 0x11}); // id
     EXPECT_TRUE(std::ranges::equal(encode(usual()), summed(expected)));
 }
 

@@ -37,10 +37,10 @@ protected:
     std::vector<std::byte> const backup_ = std::vector<std::byte>(5 * 512, std::byte{0x77});
 };
 
-TEST_F(FolderTest, IsMadeWhenItIsFirstNeeded) {
+TEST_F(FolderTest, IsMadeWhenItIsFirstTriedOut) {
     auto const storage = journal::folderStorage(folder());
     EXPECT_TRUE(journal::survey(*storage).entries.empty());
-    EXPECT_EQ(journal::survey(*storage).error, 0U);
+    EXPECT_EQ(journal::survey(*storage).error, kernel::ERROR_PATH_NOT_FOUND);
     EXPECT_GT(storage->room().value_or(0), 0U);
     EXPECT_FALSE(fs::exists(top_));
 
@@ -49,8 +49,20 @@ TEST_F(FolderTest, IsMadeWhenItIsFirstNeeded) {
     EXPECT_EQ(files(), 0U);
 }
 
+// As when its disk is unmounted: what is kept in another folder in its place would be lost from sight.
+TEST_F(FolderTest, IsNotMadeAgainWhenItHasGone) {
+    auto const storage = journal::folderStorage(folder());
+    Journal journal(*storage);
+    ASSERT_EQ(journal.tryOut(), 0U);
+    fs::remove_all(top_);
+    EXPECT_EQ(journal.keep(stick_, {3, 5}, backup_).error, kernel::ERROR_PATH_NOT_FOUND);
+    EXPECT_NE(storage->create("a").error, 0U);
+    EXPECT_FALSE(fs::exists(top_));
+}
+
 TEST_F(FolderTest, KeepsABackupUntilItIsClosed) {
     auto const storage = journal::folderStorage(folder());
+    ASSERT_EQ(storage->make(), 0U);
     Journal journal(*storage);
     Journal::Kept kept = journal.keep(stick_, {3, 5}, backup_);
     ASSERT_TRUE(kept.entry);
@@ -86,6 +98,7 @@ TEST_F(FolderTest, TellsAnUnfinishedBackupFromAnOwedOne) {
 
 TEST_F(FolderTest, FailuresCarryTheErrorOfTheSystem) {
     auto const storage = journal::folderStorage(folder());
+    ASSERT_EQ(storage->make(), 0U);
     ASSERT_TRUE(storage->create("a").file);
     EXPECT_EQ(storage->open("backup-000001.undo").error, kernel::ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(storage->remove("backup-000001.undo"), kernel::ERROR_FILE_NOT_FOUND);
@@ -97,6 +110,7 @@ TEST_F(FolderTest, FailuresCarryTheErrorOfTheSystem) {
 
 TEST_F(FolderTest, NoFileIsRenamedIntoThePlaceOfAnother) {
     auto const storage = journal::folderStorage(folder());
+    ASSERT_EQ(storage->make(), 0U);
     ASSERT_TRUE(storage->create("mine").file);
     ASSERT_TRUE(storage->create("theirs").file);
     EXPECT_EQ(storage->rename("mine", "theirs"), journal::fileExists);
@@ -108,7 +122,7 @@ TEST_F(FolderTest, AFileInThePlaceOfTheFolderCannotBeUsed) {
     std::ofstream(top_ / "state") << "a file";
     auto const storage = journal::folderStorage(folder());
     EXPECT_NE(Journal(*storage).tryOut(), 0U);
-    EXPECT_EQ(journal::folderStorage((top_ / "state").string())->list().error, kernel::ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(journal::folderStorage((top_ / "state").string())->list().error, journal::notAFolder);
 }
 
 TEST_F(FolderTest, LiesOnNoDiskThatItHasNothingToDoWith) {

@@ -62,7 +62,7 @@ TEST_F(JournalTest, ABackupIsInForceOnlyOnceItIsSafe) {
     Journal::Kept const kept = keep(0);
     ASSERT_TRUE(kept.entry);
     EXPECT_EQ(disk_->done,
-              (Lines{"list", "create backup-000001.new", "write backup-000001.new", "write backup-000001.new",
+              (Lines{"list", "create backup-000001.new", "list", "write backup-000001.new", "write backup-000001.new",
                      "sync backup-000001.new", "rename backup-000001.new backup-000001.undo", "syncNames"}));
 }
 
@@ -104,6 +104,28 @@ TEST_F(JournalTest, ANumberThatAnotherProcessTakesMeanwhileIsLeftToIt) {
     EXPECT_EQ(disk_->names(), (Lines{"backup-000001.undo", "backup-000002.undo", "backup-000003.undo"}));
 }
 
+// It has got as far as its proper name by the time that the number is taken.
+TEST_F(JournalTest, ANumberThatAnotherProcessHasUsedSinceTheListingIsLeftToIt) {
+    Journal other(storage_);
+    Journal::Kept theirs;
+    disk_->beforeCreate = [&] { theirs = other.keep(stick_, {4, 4}, bytes(4, 9)); };
+    Journal::Kept mine = keep(0);
+    ASSERT_TRUE(mine.entry);
+    EXPECT_EQ(theirs.entry->name, "backup-000001.undo");
+    EXPECT_EQ(mine.entry->name, "backup-000002.undo");
+    EXPECT_EQ(disk_->names(), (Lines{"backup-000001.undo", "backup-000002.undo"}));
+}
+
+TEST_F(JournalTest, NoBackupGetsANameThatNobodyKnowsForOne) {
+    disk_->put("backup-999999999999999998.done", {});
+    Journal::Kept const last = keep(0);
+    ASSERT_TRUE(last.entry);
+    EXPECT_EQ(journal::survey(storage_).entries.size(), 1U);
+    EXPECT_EQ(keep(4).error, journal::noNumberLeft);
+    EXPECT_EQ(Journal(storage_).tryOut(), journal::noNumberLeft);
+    EXPECT_EQ(disk_->names(), (Lines{"backup-999999999999999998.done", "backup-999999999999999999.undo"}));
+}
+
 TEST_F(JournalTest, NumbersGoUpBeyondTheirUsualLength) {
     disk_->put("backup-999999.undo", {});
     Journal::Kept const kept = keep(0);
@@ -141,7 +163,7 @@ TEST_F(JournalTest, AFailureAtAnyStepKeepsNothing) {
 }
 
 TEST_F(JournalTest, AFailedClosingIsTold) {
-    for (int const call : {8, 9}) {
+    for (int const call : {9, 10}) {
         auto const disk = std::make_shared<MemoryDisk>();
         MemoryStorage storage(disk);
         Journal journal(storage);
@@ -150,7 +172,7 @@ TEST_F(JournalTest, AFailedClosingIsTold) {
         Journal::Closed const closed = journal.close(std::move(*kept.entry));
         EXPECT_EQ(closed.error, 1117U);
         EXPECT_TRUE(closed.isOwed); // or may be again
-        EXPECT_EQ(closed.file, call == 8 ? "backup-000001.undo" : "");
+        EXPECT_EQ(closed.file, call == 9 ? "backup-000001.undo" : "");
     }
 }
 
@@ -219,6 +241,56 @@ TEST_F(JournalTest, AFileThatCannotBeReadNowMayBeWhole) {
     }
     EXPECT_EQ(onlyEntry().state, FoundEntry::State::Owed);
     EXPECT_EQ(onlyEntry().error, 0U);
+}
+
+TEST_F(JournalTest, AFileThatWasFoundIsKnownAgain) {
+    using State = journal::Refound::State;
+    Journal::Kept kept = keep(0);
+    abandon(kept);
+    std::vector<std::byte> const whole = disk_->contents("backup-000001.undo");
+    for (std::size_t const size : {std::size_t{0}, std::size_t{100}, whole.size()}) {
+        disk_->contents("backup-000001.undo").assign(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+        journal::Refound const again = journal::findAgain(storage_, onlyEntry());
+        EXPECT_EQ(again.state, State::Same) << size;
+        EXPECT_TRUE(again.file) << size;
+    }
+    FoundEntry const found = onlyEntry();
+    disk_->failsFrom = disk_->failsTo = disk_->calls + 1;
+    journal::Refound const failing = journal::findAgain(storage_, found);
+    EXPECT_EQ(failing.state, State::Unreadable);
+    EXPECT_EQ(failing.error, 1117U);
+    ASSERT_EQ(storage_.remove(found.name), 0U);
+    EXPECT_EQ(journal::findAgain(storage_, found).state, State::Gone);
+}
+
+// Of the same sectors with the same bytes.
+TEST_F(JournalTest, AnotherBackupUnderTheSameNameIsNotTakenForTheOneThatWasFound) {
+    using State = journal::Refound::State;
+    Journal::Kept kept = keep(0);
+    abandon(kept);
+    FoundEntry const found = onlyEntry();
+    ASSERT_EQ(journal_.close(found.name).error, 0U);
+    Journal other(storage_);
+    Journal::Kept later = other.keep(stick_, {0, 4}, bytes(4));
+    ASSERT_EQ(later.entry->name, found.name);
+    EXPECT_EQ(journal::findAgain(storage_, found).state, State::InUse);
+    abandon(later);
+    journal::Refound const again = journal::findAgain(storage_, found);
+    EXPECT_EQ(again.state, State::Replaced);
+    EXPECT_FALSE(again.file);
+    disk_->contents(found.name).resize(10);
+    EXPECT_EQ(journal::findAgain(storage_, found).state, State::Replaced);
+}
+
+TEST_F(JournalTest, AFileThatCouldNotBeReadIsKnownAgainOnlyAsLongAsItCannot) {
+    using State = journal::Refound::State;
+    Journal::Kept kept = keep(0);
+    abandon(kept);
+    disk_->failing = "open";
+    FoundEntry const found = onlyEntry();
+    EXPECT_EQ(journal::findAgain(storage_, found).state, State::Same);
+    disk_->failing.clear();
+    EXPECT_EQ(journal::findAgain(storage_, found).state, State::Replaced);
 }
 
 TEST_F(JournalTest, ABackupWithAWrongByteIsNotIntact) {

@@ -21,6 +21,7 @@ public:
 
     std::string place() const override { return storage_.place(); }
     std::string pathOf(std::string const & name) const override { return storage_.pathOf(name); }
+    std::uint32_t make() override { return storage_.make(); }
     journal::Result<journal::StoredFile> create(std::string const & name) override {
         live();
         auto created = storage_.create(name);

@@ -209,8 +209,7 @@ std::string faultOf(State left, Bytes const & original) {
     return fault;
 }
 
-Sweep sweep(Recorded const & recorded, Bytes const & original, std::uint64_t seeds,
-            std::function<bool(std::size_t point)> const & chosen) {
+Sweep sweep(Recorded const & recorded, Bytes const & original, std::uint64_t seeds, ChosenPoints const & chosen) {
     Sweep result;
     visitPoints(recorded, [&](std::size_t point, Remains const & remains) {
         std::uint64_t const ways = chosen(point) ? (remains.isAllSafe() ? 1 : seeds) : 0;
@@ -223,6 +222,17 @@ Sweep sweep(Recorded const & recorded, Bytes const & original, std::uint64_t see
         }
     });
     return result;
+}
+
+std::size_t killsOf(Recorded const & recorded, std::uint64_t seeds, ChosenPoints const & chosen) {
+    std::size_t open = 0;
+    std::size_t safe = 0;
+    visitPoints(recorded, [&](std::size_t point, Remains const & remains) {
+        if (chosen(point)) {
+            ++(remains.isAllSafe() ? safe : open);
+        }
+    });
+    return open * seeds + safe;
 }
 
 std::string faultOf(Recorded const & recorded, Bytes const & original, Kill const & named) {

@@ -47,9 +47,13 @@ struct Sweep {
     std::vector<std::string> faults; // each with its kill
 };
 
+using ChosenPoints = std::function<bool(std::size_t point)>;
+
 // All kills at the points that are chosen. Where everything is safe there is only one way to end.
-Sweep sweep(Recorded const & recorded, Bytes const & original, std::uint64_t seeds,
-            std::function<bool(std::size_t point)> const & chosen);
+Sweep sweep(Recorded const & recorded, Bytes const & original, std::uint64_t seeds, ChosenPoints const & chosen);
+
+// How many these are, without any.
+std::size_t killsOf(Recorded const & recorded, std::uint64_t seeds, ChosenPoints const & chosen);
 
 // One kill alone.
 std::string faultOf(Recorded const & recorded, Bytes const & original, Kill const & kill);

@@ -58,6 +58,10 @@ void expectNoFault(Sweep const & sweep) {
 
 auto const everywhere = [](std::size_t) { return true; };
 
+auto ofPart(int part) {
+    return [part](std::size_t point) { return point % parts == static_cast<std::size_t>(part); };
+}
+
 // So many kills in all, or the one that was named.
 void expectAllUndone(Recorded const & recorded, Bytes const & original, std::size_t kills) {
     if (auto const kill = theOneKill()) {
@@ -115,10 +119,16 @@ TEST_P(KillSweep, EveryKillOfAPassIsUndone) {
         EXPECT_EQ(faultOf(pass, pass.before.disk, *kill), "");
         return;
     }
-    auto const ofThisPart = [](std::size_t point) { return point % parts == static_cast<std::size_t>(GetParam()); };
-    Sweep const swept = sweep(pass, pass.before.disk, seedsFor(pass, killsWanted()), ofThisPart);
+    std::uint64_t const seeds = seedsFor(pass, killsWanted());
+    std::size_t ofAllParts = 0;
+    for (int part = 0; part < parts; ++part) {
+        ofAllParts += killsOf(pass, seeds, ofPart(part));
+    }
+    EXPECT_GE(ofAllParts, killsWanted());
+    EXPECT_EQ(ofAllParts, killsOf(pass, seeds, everywhere)); // no point is left to no part
+    Sweep const swept = sweep(pass, pass.before.disk, seeds, ofPart(GetParam()));
     std::printf("%zu kills\n", swept.kills);
-    EXPECT_GE(swept.kills, killsWanted() / parts * 3 / 4);
+    EXPECT_EQ(swept.kills, killsOf(pass, seeds, ofPart(GetParam())));
     expectNoFault(swept);
 }
 

@@ -21,6 +21,10 @@ public:
     std::string place() const override { return recorded_->place(); }
     std::string pathOf(std::string const & name) const override { return recorded_->pathOf(name); }
 
+    std::uint32_t make() override {
+        record_.call("make the journal's place");
+        return recorded_->make();
+    }
     journal::Result<journal::StoredFile> create(std::string const & name) override {
         record_.call("create " + name);
         journal::Result<journal::StoredFile> created = recorded_->create(name);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -30,6 +31,7 @@ public:
     std::optional<int> failsTo;   // and the last that fails; empty: for good
     std::string failing;          // every call of that name fails, too
     std::uint32_t error = 1117;
+    std::function<void()> beforeCreate; // called once: what another process does after the names were listed
     std::optional<std::uint64_t> room = std::uint64_t{1} << 40U;
     std::vector<std::string> done; // "create a", "write a", "sync a", "rename a b", "remove a", "syncNames"
 
@@ -95,7 +97,12 @@ public:
     std::string place() const override { return "memory"; }
     std::string pathOf(std::string const & name) const override { return "memory/" + name; }
 
+    std::uint32_t make() override { return disk_->count("make"); }
+
     journal::Result<journal::StoredFile> create(std::string const & name) override {
+        if (auto const meanwhile = std::exchange(disk_->beforeCreate, nullptr)) {
+            meanwhile();
+        }
         if (std::uint32_t const error = disk_->count("create " + name); error != 0) {
             return {nullptr, error};
         }
@@ -124,6 +131,9 @@ public:
 
     std::uint32_t rename(std::string const & from, std::string const & to) override {
         std::uint32_t const error = disk_->count("rename " + from + " " + to);
+        if (error == 0 && disk_->names_.contains(to)) {
+            return journal::fileExists;
+        }
         if (error == 0) {
             disk_->names_[to] = disk_->names_.at(from);
             disk_->names_.erase(from);

@@ -20,6 +20,10 @@ public:
     std::string place() const override { return healthy_->place(); }
     std::string pathOf(std::string const & name) const override { return healthy_->pathOf(name); }
 
+    std::uint32_t make() override {
+        std::uint32_t const error = fails("make");
+        return error != 0 ? error : healthy_->make();
+    }
     journal::Result<journal::StoredFile> create(std::string const & name) override {
         if (std::uint32_t const error = fails("create")) {
             return {nullptr, error};

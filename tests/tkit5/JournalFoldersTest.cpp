@@ -190,6 +190,13 @@ TEST_F(JournalFoldersTest, NotesAndBackupsDoNotSeeEachOther) {
     EXPECT_EQ(found.unfinished, std::vector<std::string>{"folder-00000000-7.new"});
 }
 
+TEST_F(JournalFoldersTest, NoNoteGetsANameThatNobodyKnowsForOne) {
+    std::string const first = leaveNote("safe");
+    disk_->put(first.substr(0, first.size() - 5) + "999999999.new", {});
+    leaveNote("safe");
+    EXPECT_EQ(folders().size(), 2U);
+}
+
 TEST_F(JournalFoldersTest, AFileOfAnotherFormIsNoNote) {
     for (char const * const name :
          {"folder.txt", "folder-1.txt", "folder-00000000.txt", "folder-00000000-.txt", "folder-00000000-1",

@@ -193,6 +193,29 @@ private:
     std::set<std::pair<dev_t, ino_t>> files_;
 };
 
+// A second name for the file, which fails where that one is taken, and then the first one goes. Only where files have
+// no second names, somebody may come between the look and the rename.
+int renameByLink(fs::path const & from, fs::path const & to) {
+    if (::link(from.c_str(), to.c_str()) == 0) {
+        if (::unlink(from.c_str()) == 0) {
+            return 0;
+        }
+        int const error = errno;
+        ::unlink(to.c_str());
+        errno = error;
+        return -1;
+    }
+    if (errno != EPERM && errno != EOPNOTSUPP && errno != ENOSYS) {
+        return -1;
+    }
+    struct stat status {};
+    if (::lstat(to.c_str(), &status) == 0) {
+        errno = EEXIST;
+        return -1;
+    }
+    return errno == ENOENT ? std::rename(from.c_str(), to.c_str()) : -1;
+}
+
 } // namespace
 
 Result<StoredFile> createFile(fs::path const & path) {
@@ -219,7 +242,7 @@ Result<StoredBytes> openFile(fs::path const & path) {
 std::uint32_t renameFile(fs::path const & from, fs::path const & to) {
     int failed = ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
     if (failed != 0 && (errno == EINVAL || errno == ENOSYS)) { // a file system that knows no such request
-        failed = std::rename(from.c_str(), to.c_str());
+        failed = renameByLink(from, to);
     }
     return failed == 0 ? kernel::ERROR_SUCCESS : fromErrno(errno);
 }

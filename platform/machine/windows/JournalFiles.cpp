@@ -1,6 +1,7 @@
 // Files of a journal: durable, closed to others as long as they are written, renamed at once.
 #include "journal/FolderFiles.h"
 
+#include "FilePlace.h"
 #include "Handle.h"
 
 #include <windows.h>
@@ -79,16 +80,7 @@ private:
 
 // The disks that the volume of a folder lies on; empty when they cannot be told.
 std::vector<DWORD> disksBelow(fs::path const & folder) {
-    std::wstring root(folder.native().size() + MAX_PATH, L'\0');
-    std::array<wchar_t, MAX_PATH + 1> name{};
-    if (GetVolumePathNameW(folder.c_str(), root.data(), static_cast<DWORD>(root.size())) == FALSE ||
-        GetVolumeNameForVolumeMountPointW(root.data(), name.data(), static_cast<DWORD>(name.size())) == FALSE) {
-        return {};
-    }
-    std::wstring volume(name.data());
-    while (!volume.empty() && volume.back() == L'\\') {
-        volume.pop_back(); // with it the name would be that of the root folder
-    }
+    std::wstring const volume = machine::windows::volumeOf(folder.native());
     FileHandle const file(
         CreateFileW(volume.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr));
     constexpr std::size_t mostExtents = 64;
@@ -174,6 +166,7 @@ std::uint32_t windowsError(std::error_code const & error) {
 
 FolderPlace placeOfExisting(fs::path const & folder, std::string const & backing) {
     FolderPlace place;
+    place.inMemory = machine::windows::isInMemory(folder.native());
     if (auto const number = backing.empty() ? std::nullopt : diskNumberOf(backing)) {
         place.onDisk = std::ranges::count(disksBelow(folder), *number) != 0;
     }
