@@ -7,6 +7,7 @@
 #include "machine/simulated/SimulatedMachine.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <array>
@@ -42,6 +43,20 @@ std::string bundledNames() {
     return fmt::format("{}", fmt::join(names, ", "));
 }
 
+void addImages(machine::simulated::Hub const & hub, std::vector<std::string> & images) {
+    for (machine::simulated::Port const & port : hub.ports) {
+        if (port.device == nullptr) {
+            continue;
+        }
+        if (port.device->disk && port.device->disk->image) {
+            images.push_back(port.device->disk->facts.backing);
+        }
+        if (port.device->hub != nullptr) {
+            addImages(*port.device->hub, images);
+        }
+    }
+}
+
 std::variant<Pc, PcError> describedPc(std::string_view file, std::string_view json,
                                       std::filesystem::path const & folder) {
     auto read = machine::readDescription(json);
@@ -54,6 +69,9 @@ std::variant<Pc, PcError> describedPc(std::string_view file, std::string_view js
     }
     Pc pc;
     pc.user = description.user;
+    for (machine::simulated::Controller const & controller : description.controllers) {
+        addImages(controller.rootHub.hub, pc.images);
+    }
     pc.machine = machine::makeSimulatedMachine(std::move(description));
     return pc;
 }

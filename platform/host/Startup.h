@@ -8,12 +8,14 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 namespace host {
 
 struct Pc {
     std::unique_ptr<machine::Machine> machine;
     std::optional<machine::ScriptedUser> user; // a described PC may bring one
+    std::vector<std::string> images;           // files and block devices that hold the bytes of described disks, UTF-8
     bool isBundled = false;                    // nobody named a PC and there is no live one: a bundled one stands in
 };
 

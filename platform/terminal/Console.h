@@ -9,6 +9,9 @@
 
 namespace terminal {
 
+// For the error stream, where the loss is not the wish of whoever has closed a pipe.
+inline constexpr std::string_view textOfLostOutput = "nuvrusb: The output could not be written to its end.\n";
+
 class Console {
 public:
     virtual ~Console() = default;

@@ -23,6 +23,17 @@ using SteadyClock = std::chrono::steady_clock;
 // whose reader sleeps would keep the process from ending.
 constexpr std::chrono::milliseconds patienceWithReader{2000};
 
+// The next file that the process opens takes the number of a standard stream that it was started without, be it a disk,
+// and would then get what is meant for people. In the place of such a stream input ends at once, and what is written is
+// lost, since nothing can be written to a descriptor for reading.
+void occupyClosedStreams() {
+    for (int const stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) { // opening takes the lowest that is free
+        if (::fcntl(stream, F_GETFD) < 0 && errno == EBADF) {
+            ::open("/dev/null", O_RDONLY);
+        }
+    }
+}
+
 // What the signal handlers touch.
 std::atomic<bool> stopAsked{false};
 std::atomic<int> wakeUpEnd{-1};
@@ -113,7 +124,14 @@ public:
     }
 
     bool write(std::string_view text) override {
-        outputLost_ = outputLost_ || !writeAll(STDOUT_FILENO, text);
+        if (outputLost_) {
+            return false;
+        }
+        Written const written = writeAll(STDOUT_FILENO, text);
+        outputLost_ = written != Written::All;
+        if (written == Written::Refused) {
+            writeError(textOfLostOutput);
+        }
         return !outputLost_;
     }
 
@@ -156,6 +174,8 @@ public:
     }
 
 private:
+    enum class Written { All, NobodyReads, Refused };
+
     void readSome() {
         std::array<char, 4096> bytes;
         auto const count = ::read(STDIN_FILENO, bytes.data(), bytes.size());
@@ -171,20 +191,22 @@ private:
         inputEnded_ = true;
     }
 
-    bool writeAll(int descriptor, std::string_view text) const {
+    Written writeAll(int descriptor, std::string_view text) const {
         while (!text.empty()) {
             if (!waitForReader(descriptor)) {
-                return false;
+                return Written::NobodyReads;
             }
             // A pipe that is ready takes that much without blocking.
             auto const count = ::write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
             if (count >= 0) {
                 text.remove_prefix(static_cast<std::size_t>(count));
+            } else if (errno == EPIPE || errno == ECONNRESET) {
+                return Written::NobodyReads; // and knows it
             } else if (errno != EINTR && errno != EAGAIN) {
-                return false;
+                return Written::Refused;
             }
         }
-        return true;
+        return Written::All;
     }
 
     bool waitForReader(int descriptor) const {
@@ -212,6 +234,7 @@ private:
 } // namespace
 
 std::unique_ptr<Console> openStandardConsole() {
+    occupyClosedStreams();
     return std::make_unique<StandardConsole>();
 }
 

@@ -1,15 +1,18 @@
 #include "CommandLine.h"
 
+#include "Locale.h"
 #include "Suggest.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <array>
 #include <map>
 #include <memory>
 #include <span>
+#include <utility>
 
 namespace tkit5 {
 
@@ -106,11 +109,37 @@ public:
         return names;
     }
 
-    // The command that an option belongs to.
-    std::optional<Command> ownerOf(std::string const & optionName) const {
+    // The commands that an option belongs to.
+    std::vector<Command> ownersOf(std::string const & optionName) const {
+        std::vector<Command> owners;
         for (auto const & [command, sub] : subcommands_) {
             if (std::ranges::count(optionNames(*sub), optionName) != 0) {
-                return command;
+                owners.push_back(command);
+            }
+        }
+        return owners;
+    }
+
+    // The first flag with a value, of any command. The parser would take some values for a flag.
+    std::optional<std::string> flagWithValue(std::vector<std::string> const & arguments) const {
+        bool isValue = false; // of the option before
+        for (std::string const & word : arguments) {
+            if (std::exchange(isValue, false)) {
+                continue;
+            }
+            if (word == "--") {
+                break;
+            }
+            std::size_t const equals = word.find('=');
+            std::string const name = word.substr(0, equals);
+            CLI::Option const * const option = name.starts_with("--") ? findOption(name) : nullptr;
+            if (option == nullptr) {
+                continue;
+            }
+            if (option->get_items_expected_max() != 0) {
+                isValue = equals >= word.size() - 1; // after an empty one the parser takes the next word
+            } else if (equals != std::string::npos) {
+                return name;
             }
         }
         return std::nullopt;
@@ -129,8 +158,14 @@ private:
         app.add_option(name, values)->allow_extra_args(false)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     }
 
-    static void flag(CLI::App & app, char const * name, bool & given) {
-        app.add_flag(name, given)->disable_flag_override();
+    static void flag(CLI::App & app, char const * name, bool & given) { app.add_flag(name, given); }
+
+    CLI::Option const * findOption(std::string const & name) const {
+        CLI::Option const * option = app_.get_option_no_throw(name);
+        for (auto const & [command, sub] : subcommands_) {
+            option = option != nullptr ? option : std::as_const(*sub).get_option_no_throw(name);
+        }
+        return option;
     }
 
     static std::vector<std::string> optionNames(CLI::App const & app) {
@@ -158,9 +193,12 @@ UsageError unknownWord(Grammar const & grammar, std::string const & word) {
         return {fmt::format("The command {} does not take '{}'.", commandName(*command), word)};
     }
     std::string const name = word.substr(0, word.find('='));
-    if (auto const owner = grammar.ownerOf(name)) {
-        return {fmt::format("The option {0} belongs to the command {1}: type it after 'nuvrusb {1}'.", name,
-                            commandName(*owner))};
+    if (auto const owners = grammar.ownersOf(name); !owners.empty()) {
+        std::vector<std::string> names;
+        std::ranges::transform(owners, std::back_inserter(names), commandName);
+        return {fmt::format("The option {} belongs to the command{} {}: type it after 'nuvrusb {}'.", name,
+                            names.size() == 1 ? "" : "s", fmt::join(names, " and "),
+                            fmt::join(names, "' or 'nuvrusb "))};
     }
     return {fmt::format("There is no option '{}'{}.{}", name,
                         command ? fmt::format(" of the command {}", commandName(*command)) : "",
@@ -182,7 +220,7 @@ public:
         return values.empty() ? std::nullopt : std::optional(values.front());
     }
 
-    std::optional<std::string> fileName(char const * name, Values const & values, char const * what = "file") {
+    std::optional<std::string> name(char const * name, Values const & values, char const * what) {
         auto value = single(name, values);
         if (value && value->empty()) {
             fail(fmt::format("The option {} needs the name of a {}.", name, what));
@@ -237,13 +275,17 @@ Invocation readWords(Command command, Words const & words) {
     OptionReader reader;
     Options options;
     options.command = command;
-    options.machine = reader.fileName("--machine", words.machine);
-    options.logFile = reader.fileName("--log-file", words.logFile);
-    options.traceFile = reader.fileName("--trace-io", words.traceFile);
+    options.machine = reader.name("--machine", words.machine, "file");
+    options.logFile = reader.name("--log-file", words.logFile, "file");
+    options.traceFile = reader.name("--trace-io", words.traceFile, "file");
     options.language = reader.single("--language", words.language);
+    if (options.language && !Locale::isKnown(*options.language)) {
+        reader.fail(fmt::format("The option --language takes {}, not '{}'.", alternatives(Locale::languages()),
+                                *options.language));
+    }
     options.noColor = words.noColor;
     options.allowDestructive = words.allowDestructive;
-    options.journal = reader.fileName("--journal", words.journal, "folder");
+    options.journal = reader.name("--journal", words.journal, "folder");
     options.noJournal = words.noJournal;
     options.dryRun = words.dryRun;
     options.discard = words.discard;
@@ -266,7 +308,7 @@ Invocation readWords(Command command, Words const & words) {
     }
 
     if (command == Command::Run) {
-        if (words.runTests.empty()) {
+        if (words.runTests.empty() || words.runTests.front().empty()) {
             reader.fail("The command run needs the name of a test. 'nuvrusb tests' lists them.");
         } else if (words.runTests.size() > 1) {
             reader.fail(fmt::format("The command run takes one test, but '{}' stands behind '{}'.", words.runTests[1],
@@ -276,7 +318,7 @@ Invocation readWords(Command command, Words const & words) {
         }
         options.settings = reader.settings(words.runSettings);
     } else {
-        options.test = reader.single("--test", words.devicesTest).value_or("");
+        options.test = reader.name("--test", words.devicesTest, "test").value_or("");
     }
     if (reader.error()) {
         return *reader.error();
@@ -302,18 +344,23 @@ char const * commandName(Command command) {
     return "tests";
 }
 
-Invocation parseCommandLine(std::vector<std::string> const & arguments) {
-    Grammar grammar;
+namespace {
+
+Invocation parsed(Grammar & grammar, std::vector<std::string> const & arguments) {
+    std::string wrong;
     try {
         grammar.parse(arguments);
     } catch (CLI::ArgumentMismatch const & mismatch) {
-        // The parser's text begins with the option, which stands without its dashes where it is a flag.
-        std::string const text = mismatch.what();
-        std::string const name = text.substr(0, text.find_first_of(": ,"));
-        return UsageError{name.starts_with('-') ? fmt::format("The option {} needs a value.", name)
-                                                : fmt::format("The option --{} takes no value.", name)};
+        std::string const text = mismatch.what(); // begins with the option
+        wrong = fmt::format("The option {} needs a value.", text.substr(0, text.find_first_of(": ,")));
     } catch (CLI::ParseError const & error) {
-        return UsageError{error.what()};
+        wrong = error.what();
+    }
+    if (auto const flag = grammar.flagWithValue(arguments)) {
+        return UsageError{fmt::format("The option {} takes no value.", *flag)};
+    }
+    if (!wrong.empty()) {
+        return UsageError{wrong};
     }
     if (grammar.given.help) {
         return HelpRequest{grammar.command()};
@@ -331,6 +378,17 @@ Invocation parseCommandLine(std::vector<std::string> const & arguments) {
         return UsageError{fmt::format("A command is missing. The commands are {}.", fmt::join(commandNames(), ", "))};
     }
     return NothingAsked{};
+}
+
+} // namespace
+
+Invocation parseCommandLine(std::vector<std::string> const & arguments) {
+    Grammar grammar;
+    Invocation invocation = parsed(grammar, arguments);
+    if (auto * const error = std::get_if<UsageError>(&invocation)) {
+        error->command = grammar.command();
+    }
+    return invocation;
 }
 
 } // namespace tkit5

@@ -16,7 +16,8 @@ struct HelpRequest {
 struct VersionRequest {};
 struct NothingAsked {}; // no command at all
 struct UsageError {
-    std::string message; // what is wrong and what to type instead
+    std::string message;                 // what is wrong and what to type instead
+    std::optional<Command> command = {}; // whose help tells more; else that of the whole program
 };
 
 using Invocation = std::variant<Options, HelpRequest, VersionRequest, NothingAsked, UsageError>;

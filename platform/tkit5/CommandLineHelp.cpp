@@ -13,12 +13,18 @@ Options of every command, before or after it:
   --answer ask|yes|no  who answers the questions of a test: ask the person at the terminal
                        (with jsonl: the host), or take every answer as yes or as no. Without
                        it: the described PC's user, else the host, else the person at a
-                       terminal, else no
-  --log-level 1..4     show the log from this level up (1 shows all, with the trace)
+                       terminal, else no. It does not confirm that data may be
+                       overwritten: that is --allow-destructive
+  --log-level 1..4     show the log from this level up: 4 what a test could not do, 3 also the
+                       faults that the status test finds, 2 also a write-protected medium
+                       and a device that does not tell its port, 1 everything: each step with
+                       its values, and the trace
   --log-file FILE      write the log to a file instead; without --log-level, all of it
   --trace-io FILE      write every request to the PC to a file, one JSON object a line
-  --language TAG       language of the messages of a test, such as de
-  --no-color           no colours on a terminal
+  --language TAG       language of the messages of a test: en or de. Without it: that of the
+                       system, else en
+  --no-color           no colours on a terminal; a variable NO_COLOR that is not empty means
+                       the same
   --version            the version of this program
   --help               this text; after a command, more about it
 )";
@@ -87,7 +93,9 @@ code is the most serious verdict.
 
   --device ID          only on this device: its identifier, in any letter case, or the path by
                        which the system opens it ('nuvrusb devices' lists both). Repeatable
-  --set NAME=VALUE     pass a parameter ('nuvrusb tests' lists them). Repeatable
+  --set NAME=VALUE     pass a parameter ('nuvrusb tests' lists them). Repeatable. Of
+                       desiredVerificationSpeed only the value MAX (in any letter case) has a
+                       meaning: with every other one speeds are not judged
   --allow-destructive  let a test overwrite data without asking. Such a test runs only on
                        devices named with --device, and never on the disk that the system
                        runs from; without this option it asks on the terminal first
@@ -99,10 +107,10 @@ code is the most serious verdict.
 Examples:
   nuvrusb run USBConnectionSpeedVerificationTest
   nuvrusb run USBConnectionSpeedVerificationTest --set desiredVerificationSpeed=MAX
-  nuvrusb run StatusTest --device 'USB\VID_0781&PID_5591\4C530001' --log-level 1
-  nuvrusb run USBStoragePerformanceTest --device '\\.\PhysicalDrive1' --journal /mnt/safe
-          --set PerformWritePerformance=true --set PreserveAndRestoreData=true
-          --set PromptEnable=true --set MaxTestRunTime=30 --set USB30WriteThresholdPercent=5
+  nuvrusb run StatusTest --device "USB\VID_0781&PID_5591\4C530001" --log-level 1
+  nuvrusb run USBStoragePerformanceTest --device "\\.\PhysicalDrive1" --journal E:\safe )"
+                             R"(--set PerformWritePerformance=true --set PreserveAndRestoreData=true )"
+                             R"(--set PromptEnable=true --set MaxTestRunTime=30 --set USB30WriteThresholdPercent=5
 )";
 
 constexpr char const * recover = R"(Usage: nuvrusb recover [--device ID ...] [--dry-run] [--discard] [--journal DIR]
@@ -123,7 +131,7 @@ can be stopped and run again at any time. It asks before it writes to a disk.
 Examples:
   nuvrusb recover --dry-run
   nuvrusb recover
-  nuvrusb recover --device '\\.\PhysicalDrive1' --discard
+  nuvrusb recover --device "\\.\PhysicalDrive1" --discard
 )";
 
 char const * usageOf(Command command) {

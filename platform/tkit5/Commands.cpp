@@ -22,9 +22,13 @@
 #include "terminal/Process.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 
 namespace tkit5 {
 
@@ -45,6 +49,17 @@ std::string systemLanguage() {
         }
     }
     return terminal::userLanguage();
+}
+
+// Whether the name leads to the file or block device with the bytes of a disk. A device goes by its path: of devices
+// no more than that can be told.
+bool isImage(std::string const & name, std::string const & image) {
+    auto const whole = [](std::string const & utf8) {
+        std::error_code failure;
+        auto path = std::filesystem::weakly_canonical(std::u8string(utf8.begin(), utf8.end()), failure);
+        return failure ? std::filesystem::path() : path;
+    };
+    return isSameFile(name, image) || (!whole(name).empty() && whole(name) == whole(image));
 }
 
 class LogPriority {
@@ -130,19 +145,28 @@ private:
         return wrong.empty() ? std::nullopt : std::optional(wrongUsage(wrong));
     }
 
+    static std::string twoPurposes(std::string const & file) {
+        return fmt::format("The file {} is named for two purposes. Name two files.", file);
+    }
+
     std::optional<Refusal> openFiles() {
         std::optional<std::string> const * const names[] = {&options_.machine, &options_.logFile, &options_.traceFile};
         auto const namedTwice = [&names]() -> std::optional<Refusal> {
             for (std::size_t later = 1; later < std::size(names); ++later) {
                 for (std::size_t earlier = 0; earlier < later; ++earlier) {
                     if (*names[earlier] && *names[later] && isSameFile(**names[earlier], **names[later])) {
-                        return wrongUsage(
-                            fmt::format("The file {} is named for two purposes. Name two files.", **names[later]));
+                        return wrongUsage(twoPurposes(**names[later]));
                     }
                 }
             }
             return std::nullopt;
         };
+        for (auto const * const name : {&options_.logFile, &options_.traceFile}) {
+            if (*name &&
+                std::ranges::any_of(pc_.images, [&](std::string const & image) { return isImage(**name, image); })) {
+                return wrongUsage(twoPurposes(**name));
+            }
+        }
         if (auto const refusal = namedTwice()) {
             return refusal; // and nothing was created
         }
@@ -257,9 +281,9 @@ private:
     // told on which disks and what becomes of the data.
     std::optional<Refusal> allowDestruction(DataFate const & fate, std::vector<CatalogDevice const *> const & devices) {
         if (!options_.allowDestructive && !canAsk()) {
-            return wrongUsage(fmt::format("{} overwrites data, and there is no terminal to ask on. Allow it with "
+            return wrongUsage(fmt::format("{} {} data, and there is no terminal to ask on. Allow it with "
                                           "--allow-destructive.",
-                                          test_->name));
+                                          test_->name, fate.isOverwritten ? "overwrites" : "can overwrite"));
         }
         if (options_.allowDestructive) {
             tellOfDestruction(fate, devices);

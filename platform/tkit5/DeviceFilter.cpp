@@ -3,6 +3,7 @@
 #include "Names.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 namespace tkit5 {
 

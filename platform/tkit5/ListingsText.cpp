@@ -6,6 +6,7 @@
 #include "TextLayout.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 

@@ -35,6 +35,18 @@ embedded::File const * fileFor(std::string_view language) {
     return found == files.end() ? nullptr : &*found;
 }
 
+// The texts in the nearest language to the tag; null when there are none.
+embedded::File const * nearestFile(std::string_view tag) {
+    for (std::string wanted = plainTag(tag); !wanted.empty();) {
+        if (embedded::File const * const file = fileFor(wanted)) {
+            return file;
+        }
+        std::size_t const lastPart = wanted.rfind('-');
+        wanted.resize(lastPart == std::string::npos ? 0 : lastPart);
+    }
+    return nullptr;
+}
+
 [[noreturn]] void refuse(std::string_view name, std::string_view fault) {
     throw TkitException(TkitString(fmt::format("The texts in {} cannot be used: {}.", name, fault).c_str()));
 }
@@ -89,15 +101,13 @@ Locale Locale::fromFile(std::string_view name, std::string_view contents) {
 }
 
 Locale Locale::forLanguage(std::string_view tag) {
-    for (std::string wanted = plainTag(tag); !wanted.empty();) {
-        if (embedded::File const * const file = fileFor(wanted)) {
-            return fromFile(file->name, file->contents);
-        }
-        std::size_t const lastPart = wanted.rfind('-');
-        wanted.resize(lastPart == std::string::npos ? 0 : lastPart);
-    }
-    embedded::File const * const file = fileFor(fallback);
+    embedded::File const * const nearest = nearestFile(tag);
+    embedded::File const * const file = nearest == nullptr ? fileFor(fallback) : nearest;
     return file == nullptr ? Locale() : fromFile(file->name, file->contents);
+}
+
+bool Locale::isKnown(std::string_view tag) {
+    return nearestFile(tag) != nullptr;
 }
 
 std::vector<std::string> Locale::languages() {

@@ -14,6 +14,7 @@ class Locale {
 public:
     // The language of a tag such as "de" or "de-AT", the nearest there is; English for one without texts.
     static Locale forLanguage(std::string_view tag);
+    static bool isKnown(std::string_view tag);   // whether it leads to texts of its own language
     static std::vector<std::string> languages(); // tags with texts, English first
 
     // The texts of one file: {"language": "en", "name": "English", "texts": {"KEY": "text with {variable}"}}. Throws a

@@ -38,8 +38,8 @@ struct Answerer {
         return TestResult::BADPARAMS().value();
     }
     int operator()(UsageError const & error) const {
-        console.writeError(
-            fmt::format("{}: {}\nType '{} --help' for help.\n", programName, error.message, programName));
+        console.writeError(fmt::format("{0}: {1}\nType '{0}{2} --help' for help.\n", programName, error.message,
+                                       error.command ? fmt::format(" {}", commandName(*error.command)) : ""));
         return TestResult::BADPARAMS().value();
     }
     int operator()(Options const & options) const {

@@ -3,6 +3,7 @@
 #include "TextLayout.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 

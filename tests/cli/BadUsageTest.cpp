@@ -44,6 +44,11 @@ std::vector<BadLine> const badLines{
      "The option --discard belongs to the command recover: type it after 'nuvrusb recover'."},
     {{"recover", "--device", "nothing"}, "There is no device 'nothing' in this PC. 'nuvrusb devices' lists them."},
     {{"run"}, "The command run needs the name of a test. 'nuvrusb tests' lists them."},
+    {{"run", ""}, "The command run needs the name of a test. 'nuvrusb tests' lists them."},
+    {{"run", "", "--format", "jsonl"}, "The command run needs the name of a test. 'nuvrusb tests' lists them."},
+    {{"run", "--", ""}, "The command run needs the name of a test. 'nuvrusb tests' lists them."},
+    {{"run", "--set", "a=b", ""}, "The command run needs the name of a test. 'nuvrusb tests' lists them."},
+    {{"devices", "--test", ""}, "The option --test needs the name of a test."},
     {{"run", "WholeBus", "PortTest"}, "The command run takes one test, but 'PortTest' stands behind 'WholeBus'."},
     {{"topology", "extra"}, "The command topology does not take 'extra'."},
     {{"run", "WholeBuss"}, "There is no test 'WholeBuss'. Did you mean 'WholeBus'? 'nuvrusb tests' lists the tests."},
@@ -54,7 +59,14 @@ std::vector<BadLine> const badLines{
     {{"--machin", "x", "tests"}, "There is no option '--machin' of the command tests. Did you mean '--machine'?"},
     {{"topology", "--set", "a=1"}, "The option --set belongs to the command run: type it after 'nuvrusb run'."},
     {{"--device", "X", "run", "WholeBus"},
-     "The option --device belongs to the command run: type it after 'nuvrusb run'."},
+     "The option --device belongs to the commands run and recover: type it after 'nuvrusb run' or 'nuvrusb "
+     "recover'."},
+    {{"tests", "--journal", "x"},
+     "The option --journal belongs to the commands run and recover: type it after 'nuvrusb run' or 'nuvrusb "
+     "recover'."},
+    {{"devices", "--allow-destructive"},
+     "The option --allow-destructive belongs to the commands run and recover: type it after 'nuvrusb run' or 'nuvrusb "
+     "recover'."},
     {{"tests", "--format", "json"}, "The option --format takes text or jsonl, not 'json'."},
     {{"tests", "--format", "text", "--format", "jsonl"}, "The option --format is given 2 times. Give it once."},
     {{"tests", "--answer", "maybe"}, "The option --answer takes ask, yes or no, not 'maybe'."},
@@ -63,6 +75,12 @@ std::vector<BadLine> const badLines{
     {{"tests", "--machine"}, "The option --machine needs a value."},
     {{"tests", "--machine", ""}, "The option --machine needs the name of a file."},
     {{"tests", "--no-color=never"}, "The option --no-color takes no value."},
+    {{"tests", "--no-color=1"}, "The option --no-color takes no value."},
+    {{"tests", "--no-color=true"}, "The option --no-color takes no value."},
+    {{"tests", "--no-color="}, "The option --no-color takes no value."},
+    {{"--machine", "--no-color=1", "tests", "--help=true"}, "The option --help takes no value."},
+    {{"run", "WholeBus", "--allow-destructive=true"}, "The option --allow-destructive takes no value."},
+    {{"recover", "--dry-run=true"}, "The option --dry-run takes no value."},
     {{"run", "WholeBus", "--set", "Count"}, "The option --set takes NAME=VALUE, not 'Count'."},
     {{"run", "WholeBus", "--set", "=5"}, "The option --set takes NAME=VALUE, not '=5'."},
     {{"run", "WholeBus", "--set", "Count=1", "--set", "Count=2"}, "The parameter Count is set twice. Set it once."},
@@ -101,6 +119,17 @@ TEST(Usage, NoArgumentsShowTheHelpOnTheErrorStream) {
     EXPECT_EQ(result.output, "");
     EXPECT_TRUE(result.errors.starts_with("nuvrusb finds out whether the USB side of a PC works.\n"));
     EXPECT_NE(result.errors.find("nuvrusb run TEST"), std::string::npos);
+}
+
+TEST(Usage, HelpOfTheCommandIsPointedTo) {
+    auto const lastLine = [](std::vector<std::string> const & arguments) {
+        std::string const errors = runCli(arguments).errors;
+        return errors.substr(errors.find('\n') + 1);
+    };
+    EXPECT_EQ(lastLine({"run", "WholeBus", "--devcie", "X"}), "Type 'nuvrusb run --help' for help.\n");
+    EXPECT_EQ(lastLine({"recover", "--dry-run=1"}), "Type 'nuvrusb recover --help' for help.\n");
+    EXPECT_EQ(lastLine({"devices", "--test"}), "Type 'nuvrusb devices --help' for help.\n");
+    EXPECT_EQ(lastLine({"tpology"}), "Type 'nuvrusb --help' for help.\n");
 }
 
 TEST(Usage, HelpIsNoMistake) {

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 namespace {
 
 using namespace tkit5;
@@ -74,6 +76,26 @@ TEST(CommandLine, ValueMayLookLikeAnOptionOrACommand) {
     EXPECT_EQ(parsed({"devices", "--machine", "run"}).machine, "run");
 }
 
+TEST(CommandLine, ValueMayLookLikeAFlagWithAValue) {
+    EXPECT_EQ(parsed({"run", "T", "--set", "--no-color=true"}).settings,
+              (std::vector<std::pair<std::string, std::string>>{{"--no-color", "true"}}));
+    EXPECT_EQ(parsed({"run", "--", "--no-color=true"}).test, "--no-color=true");
+}
+
+TEST(CommandLine, LanguageMayNameARegionToo) {
+    EXPECT_EQ(parsed({"tests", "--language", "de-AT"}).language, "de-AT");
+    EXPECT_EQ(parsed({"tests", "--language", "EN_us.UTF-8"}).language, "EN_us.UTF-8");
+}
+
+TEST(CommandLine, LanguageWithoutTextsIsRefusedWithThoseThatThereAre) {
+    for (std::string const language : {"xx", "deutsch", "C", ""}) {
+        auto const invocation = parseCommandLine({"tests", "--language", language});
+        auto const * error = std::get_if<UsageError>(&invocation);
+        ASSERT_NE(error, nullptr) << language;
+        EXPECT_EQ(error->message, "The option --language takes en or de, not '" + language + "'.");
+    }
+}
+
 TEST(CommandLine, DevicesMayAskAboutOneTest) {
     EXPECT_EQ(parsed({"devices", "--test", "T"}).test, "T");
 }
@@ -86,12 +108,51 @@ TEST(CommandLine, HelpAndVersionNeedNoCommand) {
 }
 
 TEST(CommandLine, HelpOfEveryCommandHasExamplesAndTheGlobalOptions) {
-    for (auto const command : {Command::Tests, Command::Devices, Command::Topology, Command::Run}) {
+    for (auto const command : {Command::Tests, Command::Devices, Command::Topology, Command::Run, Command::Recover}) {
         std::string const help = helpText(command);
         EXPECT_TRUE(help.starts_with(std::string("Usage: nuvrusb ") + commandName(command))) << help;
         EXPECT_NE(help.find("Examples:\n  nuvrusb "), std::string::npos) << help;
         EXPECT_NE(help.find("--trace-io FILE"), std::string::npos) << help;
     }
+}
+
+TEST(CommandLine, ExamplesOfTheHelpCanBeTypedInEveryShell) {
+    for (auto const command : {Command::Tests, Command::Devices, Command::Topology, Command::Run, Command::Recover}) {
+        std::string help = helpText(command);
+        std::istringstream examples(help.substr(help.find("Examples:\n") + 10));
+        std::size_t count = 0;
+        for (std::string line; std::getline(examples, line) && !line.empty(); ++count) {
+            EXPECT_TRUE(line.starts_with("  nuvrusb ")) << "a command on several lines: " << line;
+            EXPECT_EQ(line.find('\''), std::string::npos) << line;
+        }
+        EXPECT_GT(count, 0U);
+    }
+}
+
+// The text in one line, so that it does not matter where it is broken.
+std::string unfolded(std::string const & text) {
+    std::istringstream words(text);
+    std::string line;
+    for (std::string word; words >> word;) {
+        line += word + ' ';
+    }
+    return line;
+}
+
+TEST(CommandLine, HelpSaysWhatConfirmsThatDataIsOverwritten) {
+    EXPECT_NE(unfolded(helpText(Command::Run))
+                  .find("It does not confirm that data may be overwritten: that is --allow-destructive"),
+              std::string::npos);
+}
+
+TEST(CommandLine, HelpNamesTheOnlySpeedThatIsJudged) {
+    EXPECT_NE(unfolded(helpText(Command::Run)).find("only the value MAX (in any letter case) has a meaning"),
+              std::string::npos);
+}
+
+TEST(CommandLine, HelpTellsOfEveryLanguage) {
+    EXPECT_NE(unfolded(helpText(std::nullopt)).find("language of the messages of a test: en or de."),
+              std::string::npos);
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "support/Describe.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <gtest/gtest.h>
 
 #include <memory>

@@ -103,6 +103,46 @@ TEST_F(OutputFiles, AFileThatIsNamedTwiceIsNotCreated) {
     EXPECT_FALSE(std::filesystem::exists(file));
 }
 
+// The file of a PC whose hub on port 1 has a disk with that image.
+std::string pcWithImage(std::string const & image) {
+    return pcFile(R"({"port": 1, "protocols": ["2.0"], "speed": "high", "hub": {"instanceId": "USB\\HUB",
+        "portCount": 1, "ports": [{"port": 1, "protocols": ["2.0"], "speed": "high", "device": {
+        "instanceId": "USB\\STICK", "disk": {"instanceId": "DISK\\STICK", "image": )" +
+                  nlohmann::json(image).dump() + "}}}]}}");
+}
+
+TEST_F(OutputFiles, ImageOfADiskIsNotOverwritten) {
+    std::string const bytes(512 * 100, 'd');
+    std::string const image = temporaryFile(".img", bytes);
+    std::string const link = temporaryName(".link.img");
+    std::filesystem::remove(link);
+    std::filesystem::create_hard_link(image, link);
+    std::string const other = temporaryName(".log");
+    std::filesystem::remove(other);
+    // A relative path counts from the folder of the description.
+    std::string const relative = std::filesystem::path(image).filename().string();
+    for (std::string const & described : {image, relative}) {
+        std::string const pc = pcWithImage(described);
+        for (std::string const & named : {image, link}) {
+            auto const traced = runCli({"topology", "--machine", pc, "--trace-io", named, "--log-file", other});
+            EXPECT_EQ(traced.code, TestResult::BADPARAMS().value());
+            EXPECT_EQ(traced.errors, "nuvrusb: The file " + named + " is named for two purposes. Name two files.\n");
+            EXPECT_FALSE(std::filesystem::exists(other));
+            auto const logged = runCli({"run", "WholeBus", "--machine", pc, "--log-file", named});
+            EXPECT_EQ(logged.code, TestResult::BADPARAMS().value());
+            EXPECT_EQ(contentsOf(image), bytes);
+        }
+    }
+    std::filesystem::remove(link);
+}
+
+TEST_F(OutputFiles, PcWithAnImageIsTracedElsewhere) {
+    std::string const image = temporaryFile(".img", std::string(512 * 100, 'd'));
+    std::string const trace = temporaryName(".jsonl");
+    EXPECT_EQ(runCli({"topology", "--machine", pcWithImage(image), "--trace-io", trace}).code, 0);
+    EXPECT_NE(contentsOf(trace), "");
+}
+
 TEST_F(OutputFiles, TwoTracesOfOnePcAreTheSameBytes) {
     std::string const first = temporaryName(".1.jsonl");
     std::string const second = temporaryName(".2.jsonl");

@@ -263,6 +263,18 @@ TestResult ask(DiagDevice const &) {
                                                                                : TestResult::FAIL();
 }
 
+TEST_F(Run, TestThatOnlyReadsIsNotRefusedAsOneThatOverwrites) {
+    std::string const pc = pcFile(R"({"port": 1, "protocols": ["2.0"], "speed": "high", "device": {
+        "instanceId": "USB\\ONE", "disk": {"instanceId": "DISK\\ONE"}}})");
+    std::vector<std::string> reading{"run", "Rewrite", "--machine", pc, "--device", "DISK\\ONE"};
+    EXPECT_EQ(runCli(reading).errors, "nuvrusb: Rewrite can overwrite data, and there is no terminal to ask on. Allow "
+                                      "it with --allow-destructive.\n");
+    auto writing = reading;
+    writing.insert(writing.end(), {"--set", "PerformWritePerformance=true"});
+    EXPECT_EQ(runCli(writing).errors, "nuvrusb: Rewrite overwrites data, and there is no terminal to ask on. Allow it "
+                                      "with --allow-destructive.\n");
+}
+
 TEST_F(Run, ScriptedAnswersOfTheDescribedPcAreGiven) {
     calls().behaviour = ask;
     std::string const one = pcFile(device(1, "A"), R"("user": {"answers": ["ok"]}, )");

@@ -19,6 +19,7 @@ import unittest
 
 PROGRAM = None
 STATE = tempfile.mkdtemp()  # where the program keeps what it remembers
+OUTPUT_LOST = "nuvrusb: The output could not be written to its end.\n"
 LIMIT = 60  # seconds: everything here takes far less
 
 
@@ -166,10 +167,44 @@ class Streams(unittest.TestCase):
             process.stderr.close()
 
     @unittest.skipUnless(os.path.exists("/dev/full"), "there is no device without room here")
-    def test_full_disk_is_a_stop_and_no_crash(self):
-        with open("/dev/full", "wb") as full:
-            process = start("topology", stdin=subprocess.DEVNULL, stdout=full)
-            self.assertEqual(process.wait(LIMIT), 8)
+    def test_full_disk_is_a_stop_and_told_once(self):
+        for command in (["topology"], ["devices"], ["tests"], ["--help"], ["--version"], ["run", "StatusTest"]):
+            for form in ("text", "jsonl"):
+                with self.subTest(command, format=form), open("/dev/full", "wb") as full:
+                    result = subprocess.run([PROGRAM, *command, "--format", form], stdin=subprocess.DEVNULL,
+                                            stdout=full, stderr=subprocess.PIPE, text=True, timeout=LIMIT,
+                                            env=environment())
+                    self.assertEqual((result.returncode, result.stderr), (8, OUTPUT_LOST))
+
+    def closed(self, redirections, *arguments, **streams):
+        """Starts the program with some of its standard streams closed."""
+        return subprocess.run(["sh", "-c", f'exec "$0" "$@" {redirections}', PROGRAM, *arguments], text=True,
+                              timeout=LIMIT, env=environment(), **streams)
+
+    def test_closed_output_is_lost_output(self):
+        for command in (["topology"], ["run", "StatusTest", "--format", "jsonl"]):
+            result = self.closed(">&-", *command, stdin=subprocess.DEVNULL, stderr=subprocess.PIPE)
+            self.assertEqual((result.returncode, result.stderr), (8, OUTPUT_LOST), command)
+
+    def test_closed_error_stream_is_no_place_for_complaints(self):
+        result = self.closed("2>&-", "nothing", stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
+        self.assertEqual((result.returncode, result.stdout), (5, ""))
+        listed = self.closed("2>&-", "topology", stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
+        self.assertEqual((listed.returncode, listed.stdout), (0, run("topology").stdout))
+
+    def test_closed_input_has_ended(self):
+        result = self.closed("<&-", "run", "StatusTest", "--format", "jsonl", stdout=subprocess.PIPE,
+                             stderr=subprocess.PIPE)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual(result.stdout, run("run", "StatusTest", "--format", "jsonl").stdout)
+
+    def test_closed_streams_do_not_end_up_in_a_disk(self):
+        with Stick("virtual") as stick:
+            for redirections in ("2>&-", ">&- 2>&-", "<&- >&- 2>&-"):
+                result = self.closed(redirections, *stick.write_test(), stdin=subprocess.DEVNULL,
+                                     stdout=subprocess.DEVNULL)
+                self.assertEqual(result.returncode, 8 if ">&- 2" in redirections else 0, redirections)
+                self.assertTrue(stick.is_as_it_was(), redirections)
 
     @unittest.skipUnless(os.path.exists("/dev/full"), "there is no device without room here")
     def test_log_and_trace_that_do_not_fit_are_complained_about(self):

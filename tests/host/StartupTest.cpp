@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -40,6 +41,21 @@ TEST(Startup, DescribedUserComesWithThePc) {
     ASSERT_TRUE(user.has_value());
     EXPECT_EQ(user->answers.size(), 1U);
     EXPECT_EQ(user->stopAtPoll, 3U);
+}
+
+TEST(Startup, FilesOfThePcAreTheImagesOfItsDisksFromTheFolderOfTheDescription) {
+    std::string const name = temporaryFile(R"({"name": "Mine", "controllers": [{"instanceId": "PCI\\1", "rootHub": {
+        "portCount": 2, "ports": [
+        {"port": 1, "protocols": ["2.0"], "speed": "high", "device": {"instanceId": "USB\\A",
+         "disk": {"instanceId": "DISK\\A", "image": "startup.one.img"}}},
+        {"port": 2, "protocols": ["2.0"], "speed": "high", "device": {"instanceId": "USB\\B",
+         "disk": {"instanceId": "DISK\\B"}}}]}}]})");
+    std::filesystem::path const image = std::filesystem::path(name).parent_path() / "startup.one.img";
+    std::ofstream(image, std::ios::binary) << std::string(512, 'x');
+    auto const opened = host::openPc(name);
+    ASSERT_TRUE(std::holds_alternative<host::Pc>(opened)) << std::get<host::PcError>(opened).message;
+    EXPECT_EQ(std::get<host::Pc>(opened).images, std::vector<std::string>{image.string()});
+    std::filesystem::remove(image);
 }
 
 TEST(Startup, BundledPcCanBeNamedWithOrWithoutItsEnding) {

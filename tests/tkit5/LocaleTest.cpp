@@ -1,13 +1,16 @@
 #include "tkit5/Locale.h"
 
 #include <cstdint>
+#include <fstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 namespace {
 
+using Json = nlohmann::json;
 using tkit5::Locale;
 using tkit5::Variables;
 
@@ -77,6 +80,15 @@ TEST(LocaleTest, LanguageWithoutTextsFallsBackToEnglish) {
     EXPECT_EQ(Locale::forLanguage("").language(), "en");
 }
 
+TEST(LocaleTest, LanguageIsKnownByAnyTagThatLeadsToItsTexts) {
+    for (char const * tag : {"en", "de", "de-AT", "DE_at.UTF-8@euro"}) {
+        EXPECT_TRUE(Locale::isKnown(tag)) << tag;
+    }
+    for (char const * tag : {"xx", "deutsch", "C.UTF-8", "", "-"}) {
+        EXPECT_FALSE(Locale::isKnown(tag)) << tag;
+    }
+}
+
 TEST(LocaleTest, EnglishIsListedFirst) {
     EXPECT_EQ(Locale::languages(), (std::vector<std::string>{"en", "de"}));
 }
@@ -92,6 +104,30 @@ TEST(LocaleTest, EveryLanguageHasTheSameKeys) {
     auto const english = keys(Locale::forLanguage("en"));
     EXPECT_FALSE(english.empty());
     EXPECT_EQ(keys(Locale::forLanguage("de")), english);
+}
+
+Variables variablesOf(Json const & example) {
+    Variables variables;
+    for (auto const & [name, value] : example.at("variables").items()) {
+        std::string const text = value.is_string() ? value.get<std::string>() : value.dump();
+        variables.emplace_back(name, text.c_str());
+    }
+    return variables;
+}
+
+TEST(LocaleTest, ExamplesForHostsHaveTheTextsOfTheProgram) {
+    std::ifstream document(GOLDEN_DIR "/../../../docs/protocol.md");
+    std::size_t examples = 0;
+    for (std::string line; std::getline(document, line);) {
+        if (!line.starts_with(R"({"type":"event")") && !line.starts_with(R"({"type":"progress")")) {
+            continue;
+        }
+        ++examples;
+        Json const example = Json::parse(line);
+        EXPECT_EQ(Locale::forLanguage("en").resolve(example.at("key").get<std::string>(), variablesOf(example)),
+                  example.at("text").get<std::string>());
+    }
+    EXPECT_EQ(examples, 2U);
 }
 
 TEST(LocaleTest, FileOfAnotherFormIsRefusedByName) {

@@ -151,6 +151,7 @@ class FileOutput final : public Output {
 public:
     explicit FileOutput(HANDLE stream) : stream_(stream) {}
     bool write(std::string_view text) override { return writeBytes(stream_, text); }
+    bool isFile() const override { return true; }
 
 private:
     HANDLE stream_;

@@ -17,6 +17,7 @@ public:
     // Writes all of a UTF-8 text. False once nobody takes it any more.
     virtual bool write(std::string_view text) = 0;
     virtual bool isConsole() const { return false; }
+    virtual bool isFile() const { return false; }
     virtual unsigned width() const { return 80; } // columns
 };
 

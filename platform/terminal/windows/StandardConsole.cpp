@@ -29,7 +29,12 @@ private:
 class StandardConsole final : public Console {
 public:
     bool write(std::string_view text) override {
-        outputLost_ = outputLost_ || !output_->write(text);
+        if (!outputLost_ && !output_->write(text)) {
+            outputLost_ = true;
+            if (output_->isFile()) {
+                writeError(textOfLostOutput);
+            }
+        }
         return !outputLost_;
     }
     void writeError(std::string_view text) override { errors_->write(text); }
