@@ -1,7 +1,8 @@
-# Warnings are errors, for the code of this project only.
+# Warnings are errors, for the code of this project only. Not with MSVC, until somebody has built it once and knows what it
+# warns of: a first build must not end at the first of them.
 add_library(warnings INTERFACE)
 if(MSVC)
-  target_compile_options(warnings INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus /EHsc)
+  target_compile_options(warnings INTERFACE /W4 /permissive- /utf-8 /Zc:__cplusplus /EHsc)
 else()
   target_compile_options(warnings INTERFACE
     -Wall -Wextra -pedantic-errors -Werror -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor

@@ -47,9 +47,10 @@ std::optional<std::vector<kernel::DISK_EXTENT>> extentsOf(kernel::HANDLE volume)
 
 // Nothing is there that could be lost: the device has gone, or its slot is empty.
 bool meansNothingThere(std::uint32_t error) {
-    constexpr std::array<std::uint32_t, 5> errors{kernel::ERROR_FILE_NOT_FOUND, kernel::ERROR_PATH_NOT_FOUND,
-                                                  kernel::ERROR_NOT_READY, kernel::ERROR_NO_MEDIA_IN_DRIVE,
-                                                  kernel::ERROR_DEVICE_NOT_CONNECTED};
+    constexpr std::array<std::uint32_t, 8> errors{
+        kernel::ERROR_FILE_NOT_FOUND,       kernel::ERROR_PATH_NOT_FOUND, kernel::ERROR_NOT_READY,
+        kernel::ERROR_DEV_NOT_EXIST,        kernel::ERROR_NO_SUCH_DEVICE, kernel::ERROR_NO_MEDIA_IN_DRIVE,
+        kernel::ERROR_DEVICE_NOT_CONNECTED, kernel::ERROR_DEVICE_REMOVED};
     return std::ranges::find(errors, error) != errors.end();
 }
 

@@ -13,7 +13,7 @@ struct Sentence {
 };
 
 // In ascending order of codes.
-constexpr std::array<Sentence, 46> sentences{{
+constexpr std::array<Sentence, 47> sentences{{
     {0, "Nothing failed."},
     {1, "The device does not know this request."},
     {2, "There is no file or device of this name."},
@@ -60,6 +60,7 @@ constexpr std::array<Sentence, 46> sentences{{
     {1392, "The file or folder is damaged."},
     {1393, "The structure of the disk is damaged."},
     {1460, "The time for the request was over."},
+    {1617, "The device was removed."},
 }};
 
 } // namespace

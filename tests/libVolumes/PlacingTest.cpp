@@ -95,13 +95,13 @@ TEST_F(PlacingTest, ExtentsThatMakeNoSenseAreNone) {
 }
 
 TEST_F(PlacingTest, EmptySlotsAndGoneDevicesHaveNoVolumes) {
-    for (std::uint32_t const error : {21U, 1112U, 1167U}) {
+    for (std::uint32_t const error : {21U, 55U, 433U, 1112U, 1167U, 1617U}) {
         add({.extentsError = error}); // of this very disk
         add({.extentsError = error, .numberError = error});
     }
-    add({.openError = 2});
-    add({.openError = 3});
-    add({.openError = 1167});
+    for (std::uint32_t const error : {2U, 3U, 55U, 433U, 1167U, 1617U}) {
+        add({.openError = error});
+    }
     EXPECT_EQ(found(), "");
     EXPECT_TRUE(found_.complete);
 }
@@ -148,7 +148,7 @@ TEST_F(PlacingTest, ADiskThatDoesNotTellItsNumberMayHaveAnyVolume) {
 
 TEST_F(PlacingTest, ADiskThatIsGoneHasNoVolumes) {
     add(on(1));
-    for (std::uint32_t const error : {2U, 1167U}) {
+    for (std::uint32_t const error : {2U, 55U, 433U, 1167U, 1617U}) {
         pc_.disk.openError = error;
         EXPECT_EQ(found(), "");
         EXPECT_TRUE(found_.complete);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <numeric>
 
 namespace {
@@ -50,6 +51,15 @@ TEST(AtaIdentity, DirectDiskIsAskedByItsOwnCommand) {
     EXPECT_EQ(request[0], std::byte{48});
     EXPECT_EQ(request[40 + 1], std::byte{1});
     EXPECT_EQ(request[40 + 6], std::byte{0xEC});
+}
+
+TEST(AtaIdentity, DiskThatSpinsUpFirstIsGivenTheTime) {
+    EXPECT_GE(machine::windows::identifyTime.count(), 10);
+    for (auto const & [path, secondsAt] : {std::pair(AtaPath::Bridge, 16), std::pair(AtaPath::Direct, 12)}) {
+        std::uint32_t seconds = 0;
+        std::memcpy(&seconds, identifyRequest(path).data() + secondsAt, sizeof seconds);
+        EXPECT_EQ(seconds, machine::windows::identifyTime.count());
+    }
 }
 
 TEST(AtaIdentity, IdentityFollowsTheRecord) {

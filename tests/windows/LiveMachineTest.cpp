@@ -12,6 +12,7 @@
 #include <fstream>
 #include <set>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -89,6 +90,30 @@ TEST_F(LiveMachine, ShareModesAreThoseOfWindows) {
     auto const first = open(kernel::GENERIC_READ, 0);
     ASSERT_EQ(first.error, 0U);
     EXPECT_EQ(open(kernel::GENERIC_READ, shareAll).error, kernel::ERROR_SHARING_VIOLATION);
+}
+
+TEST_F(LiveMachine, OpenForOneAloneIsTriedAgainForASecond) {
+    auto first = open(kernel::GENERIC_READ, 0);
+    ASSERT_EQ(first.error, 0U);
+    machine::Duration const before = pc->clock().now();
+    EXPECT_EQ(open(kernel::GENERIC_READ, 0).error, kernel::ERROR_SHARING_VIOLATION);
+    EXPECT_GE(pc->clock().now() - before, 900ms);
+
+    std::thread closing([&first, this] {
+        pc->clock().sleep(200ms);
+        first.file.reset();
+    });
+    EXPECT_EQ(open(kernel::GENERIC_READ, 0).error, 0U);
+    closing.join();
+}
+
+TEST_F(LiveMachine, OtherOpensAreNotTriedAgain) {
+    auto const first = open(kernel::GENERIC_READ, 0);
+    ASSERT_EQ(first.error, 0U);
+    machine::Duration const before = pc->clock().now();
+    EXPECT_EQ(open(kernel::GENERIC_READ, shareAll).error, kernel::ERROR_SHARING_VIOLATION);
+    pc->open({.path = u"missing", .access = kernel::GENERIC_READ, .share = 0, .disposition = 3, .flags = 0});
+    EXPECT_LT(pc->clock().now() - before, 900ms);
 }
 
 TEST_F(LiveMachine, FileIsClosedWithItsObject) {
@@ -169,6 +194,11 @@ TEST_F(LiveMachine, EveryDeviceIsReachedOnceFromTheRoot) {
         }
     }
     EXPECT_EQ(reached.size(), tree.size());
+}
+
+TEST_F(LiveMachine, RootIsNotBelowItself) {
+    machine::DeviceTree const & tree = pc->devices();
+    EXPECT_EQ(tree.findByInstanceId(u"HTREE\\ROOT\\0"), noNode);
 }
 
 TEST_F(LiveMachine, EveryDeviceIsFoundByItsInstanceId) {

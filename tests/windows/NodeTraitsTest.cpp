@@ -8,6 +8,7 @@ namespace {
 using machine::NodeClass;
 using machine::windows::classify;
 using machine::windows::interfacePath;
+using machine::windows::isRootNode;
 using machine::windows::NodeTraits;
 
 NodeTraits device(std::u16string instanceId, std::vector<std::u16string> ids = {}) {
@@ -15,6 +16,14 @@ NodeTraits device(std::u16string instanceId, std::vector<std::u16string> ids = {
     traits.instanceId = std::move(instanceId);
     traits.ids = std::move(ids);
     return traits;
+}
+
+TEST(NodeTraits, RootHasOneName) {
+    EXPECT_TRUE(isRootNode(u"HTREE\\ROOT\\0"));
+    EXPECT_TRUE(isRootNode(u"htree\\Root\\0"));
+    EXPECT_FALSE(isRootNode(u"HTREE\\ROOT\\01"));
+    EXPECT_FALSE(isRootNode(u"ROOT\\SYSTEM\\0000"));
+    EXPECT_FALSE(isRootNode(u""));
 }
 
 TEST(NodeTraits, InterfaceTellsTheKind) {

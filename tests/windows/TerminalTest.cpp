@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 #include <thread>
@@ -183,6 +184,14 @@ TEST(WindowsProcess, ArgumentsOfAnotherCallerStayAsTheyAre) {
     char const * const arguments[] = {"program", "run", "\xC3\xA4"};
     EXPECT_EQ(terminal::commandLineArguments(3, arguments), (std::vector<std::string>{"run", "\xC3\xA4"}));
     EXPECT_TRUE(terminal::commandLineArguments(0, nullptr).empty());
+}
+
+TEST(WindowsProcess, LanguageOfTheUserIsOneTag) {
+    std::string const language = terminal::userLanguage();
+    EXPECT_GE(language.size(), 2U);
+    EXPECT_TRUE(std::ranges::all_of(language, [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-';
+    })) << language;
 }
 
 } // namespace

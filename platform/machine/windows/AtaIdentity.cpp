@@ -10,7 +10,7 @@ namespace machine::windows {
 namespace {
 
 constexpr std::uint8_t identifyDevice = 0xEC;
-constexpr std::uint32_t seconds = 3; // a disk that is awake answers at once
+constexpr auto seconds = static_cast<std::uint32_t>(identifyTime.count());
 
 // Input and output of IOCTL_ATA_PASS_THROUGH, as published in ntddscsi.h; the data follow at the offset given.
 struct AtaPassThrough {

@@ -3,12 +3,17 @@
 
 #include "Records.h"
 
+#include <chrono>
 #include <optional>
 #include <vector>
 
 namespace machine::windows {
 
 inline constexpr std::size_t identitySize = 512;
+
+// What the request gives the disk to answer. One in standby spins up first, which takes some ten seconds; one that does
+// not answer in time is reset by Windows.
+inline constexpr std::chrono::seconds identifyTime{15};
 
 // How a disk is asked: straight, or through a bridge that translates (SCSI / ATA Translation).
 enum class AtaPath : std::uint8_t { Direct, Bridge };

@@ -2,6 +2,7 @@
 
 #include "AtaIdentity.h"
 #include "ControlThreads.h"
+#include "FilePlace.h"
 #include "LiveFile.h"
 #include "Records.h"
 #include "Wide.h"
@@ -10,8 +11,9 @@
 
 #include <windows.h>
 
-#include <ntddscsi.h>
 #include <winioctl.h>
+
+#include <ntddscsi.h>
 
 #include <algorithm>
 #include <array>
@@ -24,7 +26,8 @@ namespace machine::windows {
 
 namespace {
 
-constexpr std::chrono::seconds limit{5};
+constexpr std::chrono::seconds usualLimit{5};
+constexpr std::chrono::seconds identifyLimit = identifyTime + usualLimit; // Windows gives up before
 constexpr std::size_t mostExtents = 128;
 
 // An open disk or volume and what it answers.
@@ -39,7 +42,7 @@ public:
                            threads)) {}
 
     // The answer, with the error if there is one.
-    std::uint32_t ask(DWORD code, Bytes input, std::vector<std::byte> & output) const {
+    std::uint32_t ask(DWORD code, Bytes input, std::vector<std::byte> & output, Duration limit = usualLimit) const {
         if (!opened_.file) {
             return opened_.error;
         }
@@ -60,26 +63,6 @@ std::vector<std::uint32_t> disksBelow(Device const & volume) {
 
 std::u16string withoutLastBackslash(std::wstring_view path) {
     return fromWide(path.ends_with(L'\\') ? path.substr(0, path.size() - 1) : path);
-}
-
-// The path of the volume that a file or folder lies on; empty when it is on none, as on a server.
-std::u16string volumeOf(std::wstring const & file) {
-    std::wstring mountPoint(file.size() + MAX_PATH, L'\0');
-    if (file.empty() ||
-        GetVolumePathNameW(file.c_str(), mountPoint.data(), static_cast<DWORD>(mountPoint.size())) == FALSE) {
-        return {};
-    }
-    std::array<wchar_t, MAX_PATH> name{};
-    if (GetVolumeNameForVolumeMountPointW(mountPoint.c_str(), name.data(), static_cast<DWORD>(name.size())) == FALSE) {
-        return {};
-    }
-    return withoutLastBackslash(name.data());
-}
-
-std::wstring windowsFolder() {
-    std::array<wchar_t, MAX_PATH> path{};
-    UINT const size = GetSystemWindowsDirectoryW(path.data(), static_cast<UINT>(path.size()));
-    return size < path.size() ? std::wstring(path.data(), size) : std::wstring();
 }
 
 std::wstring programFile() {
@@ -127,8 +110,8 @@ std::u16string diskPath(std::uint32_t number) {
 }
 
 DiskQueries::DiskQueries(std::shared_ptr<ControlThreads> const & threads) : threads_(threads) {
-    systemDisks_ = disksBelow(Device(volumeOf(windowsFolder()), 0, threads));
-    applicationDisks_ = disksBelow(Device(volumeOf(programFile()), 0, threads));
+    systemDisks_ = disksBelow(Device(fromWide(volumeOf(windowsFolder())), 0, threads));
+    applicationDisks_ = disksBelow(Device(fromWide(volumeOf(programFile())), 0, threads));
     for (std::u16string const & path : volumePaths()) {
         Device const volume(path, 0, threads);
         std::vector<std::byte> nothing;
@@ -175,7 +158,8 @@ void DiskQueries::askSecurity(std::u16string_view path, std::uint32_t bus, bool 
     std::vector<std::byte> const request = identifyRequest(way);
     std::vector<std::byte> answer(request.size());
     Device const disk(path, GENERIC_READ | GENERIC_WRITE, threads_);
-    if (disk.ask(behindBridge ? IOCTL_SCSI_PASS_THROUGH : IOCTL_ATA_PASS_THROUGH, request, answer) != ERROR_SUCCESS) {
+    DWORD const code = behindBridge ? IOCTL_SCSI_PASS_THROUGH : IOCTL_ATA_PASS_THROUGH;
+    if (disk.ask(code, request, answer, identifyLimit) != ERROR_SUCCESS) {
         return;
     }
     auto const identity = identityOf(way, answer);

@@ -2,12 +2,14 @@
 
 #include "ControlThreads.h"
 #include "Handle.h"
+#include "PerformanceClock.h"
 #include "Wait.h"
 #include "Wide.h"
 
 #include <windows.h>
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace machine::windows {
@@ -115,12 +117,28 @@ private:
     std::shared_ptr<ControlThreads> threads_;
 };
 
+// Services open a raw disk for a moment now and then, so one refusal to whoever wants it alone is not the last word.
+FileHandle openInTime(OpenRequest const & request, std::wstring const & path) {
+    constexpr std::chrono::milliseconds pause{50};
+    constexpr std::chrono::seconds patience{1};
+    PerformanceClock clock;
+    Duration const giveUpAt = request.share == 0 ? clock.now() + patience : clock.now();
+    for (;;) {
+        bool const isLast = clock.now() >= giveUpAt;
+        FileHandle handle(CreateFileW(path.c_str(), request.access, request.share, nullptr, request.disposition,
+                                      request.flags | FILE_FLAG_OVERLAPPED, nullptr));
+        if (handle.isValid() || isLast || GetLastError() != ERROR_SHARING_VIOLATION) {
+            return handle;
+        }
+        clock.sleep(pause);
+    }
+}
+
 } // namespace
 
 Opened openLive(OpenRequest const & request, std::shared_ptr<ControlThreads> const & threads) {
     std::wstring const path = toWide(request.path);
-    FileHandle handle(CreateFileW(path.c_str(), request.access, request.share, nullptr, request.disposition,
-                                  request.flags | FILE_FLAG_OVERLAPPED, nullptr));
+    FileHandle handle = openInTime(request, path);
     if (!handle.isValid()) {
         return {nullptr, GetLastError()};
     }

@@ -36,6 +36,10 @@ bool isUsbDeviceId(std::u16string_view instanceId) {
 
 } // namespace
 
+bool isRootNode(std::u16string_view instanceId) {
+    return foldedCase(instanceId) == u"HTREE\\ROOT\\0";
+}
+
 NodeClass classify(NodeTraits const & traits) {
     if (!traits.diskPath.empty()) {
         return NodeClass::Disk;

@@ -3,6 +3,7 @@
 #include "machine/DeviceTree.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace machine::windows {
@@ -17,6 +18,9 @@ struct NodeTraits {
     std::u16string usbDevicePath;
     std::u16string diskPath;
 };
+
+// The node that all others hang below. SetupAPI may list it among the devices, which it is none of. Pure.
+bool isRootNode(std::u16string_view instanceId);
 
 // By the interfaces, or else by the IDs, which also a device has that is disabled or failed. Pure.
 NodeClass classify(NodeTraits const & traits);

@@ -17,6 +17,9 @@ class TreeBuilder {
 public:
     explicit TreeBuilder(std::shared_ptr<ControlThreads> const & threads) : disks_(threads) {
         for (ListedDevice & device : listDevices()) {
+            if (isRootNode(device.traits.instanceId)) {
+                continue; // the tree has one of its own
+            }
             std::u16string key = foldedCase(device.traits.instanceId);
             order_.push_back(key);
             listed_.try_emplace(std::move(key), std::move(device));

@@ -61,6 +61,15 @@ std::string stateFolder() {
 }
 
 std::string userLanguage() {
+    // The language of the texts comes first: formats of numbers and dates may be those of another place.
+    ULONG count = 0;
+    ULONG size = 0;
+    if (GetUserPreferredUILanguages(MUI_LANGUAGE_NAME, &count, nullptr, &size) != FALSE) {
+        std::wstring names(size, L'\0'); // each with a terminator
+        if (GetUserPreferredUILanguages(MUI_LANGUAGE_NAME, &count, names.data(), &size) != FALSE && count != 0) {
+            return toUtf8(names.substr(0, names.find(L'\0')));
+        }
+    }
     std::array<wchar_t, LOCALE_NAME_MAX_LENGTH> name{};
     int const length = GetUserDefaultLocaleName(name.data(), static_cast<int>(name.size()));
     return length <= 1 ? std::string() : toUtf8({name.data(), static_cast<std::size_t>(length - 1)});

@@ -84,6 +84,9 @@ std::u16string interfacePath(std::u16string_view instanceId, std::u16string_view
 }
 
 RegisteredDevices::RegisteredDevices(machine::DeviceTree const & tree) {
+    DeviceNode root;
+    root.instanceId = u"HTREE\\ROOT\\0"; // Windows has it among the devices
+    enter(root);
     for (machine::NodeId node = tree.root() + 1; node <= tree.size(); ++node) {
         if (tree[node].listed && !tree[node].instanceId.empty()) {
             enter(tree[node]);

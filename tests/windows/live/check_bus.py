@@ -1,18 +1,26 @@
 """Expects nuvrusb.exe to find on a live PC what it finds on the described one that the live PC plays: hubs and devices.
 
-check_bus.py EMULATOR PROGRAM FOLDER
+check_bus.py EMULATOR PROGRAM FOLDER MACHINE      MACHINE: the program with the tests of the machine of Windows
 """
 
 import json
 import os
+import shutil
+import sys
 import time
 import unittest
 
 import live_pc
 from live_pc import SameAsDescribed
 
+MACHINE = ""
 
-setUpModule = live_pc.set_up
+
+def setUpModule():
+    live_pc.set_up()
+    shutil.copy(MACHINE, live_pc.file("machine.exe"))
+
+
 tearDownModule = live_pc.tear_down
 
 
@@ -115,6 +123,14 @@ class Names(SameAsDescribed):
         self.assertTrue(any("disabled" in str(line.get("faults")) for line in lines), lines)
 
 
+class Tree(unittest.TestCase):
+    def test_is_whole_and_has_one_root(self):
+        with live_pc.played(shipped("findings.json")):
+            done = live_pc.run_beside("machine.exe", "--gtest_filter=LiveMachine.Every*:LiveMachine.Root*")
+        self.assertEqual(done.returncode, 0, done.stdout.decode())
+        self.assertIn(b"[  PASSED  ] 3 tests.", done.stdout)
+
+
 class Handles(unittest.TestCase):
     def check(self, description, *command):
         with live_pc.played(description):
@@ -133,4 +149,5 @@ class Handles(unittest.TestCase):
 
 if __name__ == "__main__":
     live_pc.take_arguments()
+    MACHINE = os.path.abspath(sys.argv.pop(1))
     unittest.main()

@@ -253,6 +253,25 @@ class Volumes(SameAsDescribed):
                          (["CANNOT_OPEN_ACCESS_DENIED"], "CANNOTRUN"))
 
 
+class Journal(SameAsDescribed):
+    def errors_of_write_pass(self, *arguments):
+        fault = {"call": "write", "times": 1, "error": 1117}
+        with live_pc.played(pc_with_disk(faults=[fault])):
+            result = live_pc.run(*storage_test(MaxErrors=1, **PRESERVED_WRITE), *arguments)
+        self.check_exit_code(result, 1)
+        return result.stderr.decode()
+
+    def test_folder_on_a_drive_in_memory_is_used_with_a_warning(self):
+        self.assertEqual(self.errors_of_write_pass(), "")
+        preinstallation = "HKLM\\System\\CurrentControlSet\\Control\\MiniNT"
+        live_pc.registry("add", preinstallation)
+        self.addCleanup(live_pc.registry, "delete", preinstallation)
+        self.assertIn(" is in memory: ", self.errors_of_write_pass())
+        # Beside the drive of Windows there may be others, which are not.
+        os.chmod(live_pc.file("U"), 0o777)
+        self.assertEqual(self.errors_of_write_pass("--journal", "U:\\journal"), "")
+
+
 # Wine opens a device whatever its driver says. So that the opening of a disk fails, its name leads to a file instead.
 class DiskThatCannotBeOpened(SameAsDescribed):
     def check(self, error, target):

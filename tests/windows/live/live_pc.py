@@ -133,6 +133,11 @@ def run_beside(name, *arguments, **more):
                           stdin=subprocess.DEVNULL, capture_output=True, **more)
 
 
+def registry(action, key):
+    """Adds a key to the registry or deletes it."""
+    subprocess.run([EMULATOR, "reg", action, key, "/f"], env=environment(), check=True, stdout=subprocess.DEVNULL)
+
+
 def end_program(how):
     """Ends the program that runs, as closing its console or ending its session does. What came of it."""
     ended = subprocess.run([EMULATOR, ENDER, "nuvrusb.exe", how], env=environment(), timeout=LIMIT,
