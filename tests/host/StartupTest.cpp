@@ -52,10 +52,12 @@ TEST(Startup, FilesOfThePcAreTheImagesOfItsDisksFromTheFolderOfTheDescription) {
          "disk": {"instanceId": "DISK\\B"}}}]}}]})");
     std::filesystem::path const image = std::filesystem::path(name).parent_path() / "startup.one.img";
     std::ofstream(image, std::ios::binary) << std::string(512, 'x');
-    auto const opened = host::openPc(name);
-    ASSERT_TRUE(std::holds_alternative<host::Pc>(opened)) << std::get<host::PcError>(opened).message;
-    EXPECT_EQ(std::get<host::Pc>(opened).images, std::vector<std::string>{image.string()});
-    std::filesystem::remove(image);
+    {
+        auto const opened = host::openPc(name);
+        ASSERT_TRUE(std::holds_alternative<host::Pc>(opened)) << std::get<host::PcError>(opened).message;
+        EXPECT_EQ(std::get<host::Pc>(opened).images, std::vector<std::string>{image.string()});
+    }
+    std::filesystem::remove(image); // not while the PC has it open
 }
 
 TEST(Startup, BundledPcCanBeNamedWithOrWithoutItsEnding) {

@@ -58,8 +58,16 @@ public:
     PatientWriter(PatientWriter const &) = delete;
     PatientWriter & operator=(PatientWriter const &) = delete;
     ~PatientWriter() {
+        if (!thread_.joinable()) {
+            return;
+        }
         shared_->ends = true;
         SetEvent(shared_->work.get());
+        if (lost_) {
+            thread_.detach(); // it may still be writing
+        } else {
+            thread_.join();
+        }
     }
 
     bool write(std::string_view text) {
@@ -67,7 +75,7 @@ public:
             return !lost_;
         }
         shared_->text = text;
-        if (hasThread_ || startThread()) {
+        if (thread_.joinable() || startThread()) {
             SetEvent(shared_->work.get());
             lost_ = !waitForReader();
         } else {
@@ -110,11 +118,10 @@ private:
 
     bool startThread() {
         try {
-            std::thread([shared = shared_] { writeOn(*shared); }).detach();
-            hasThread_ = true;
+            thread_ = std::thread([shared = shared_] { writeOn(*shared); });
         } catch (std::system_error const &) { // so that the text is written without one
         }
-        return hasThread_;
+        return thread_.joinable();
     }
 
     bool waitForReader() {
@@ -138,7 +145,7 @@ private:
 
     StopRequests const requests_;
     std::shared_ptr<Shared> shared_; // with a thread that is still writing when this goes
-    bool hasThread_ = false;         // once there was something to write
+    std::thread thread_;             // once there was something to write
     bool lost_ = false;
 };
 
