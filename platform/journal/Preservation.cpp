@@ -60,6 +60,7 @@ std::uint32_t Preservation::keep(std::u16string const & disk, kernel::HANDLE ope
         pass.whyNotToWrite = error == kernel::ERROR_MEDIA_CHANGED ? error : pass.whyNotToWrite;
         return error;
     }
+    pass.whyNotToWrite = kernel::ERROR_SUCCESS; // whatever it said when it was opened
     pass.disk.size = diskSize;
     pass.disk.sectorSize = sectorSize;
     Backup made{.entry = {.disk = pass.disk, .range = range}, .buffer = backup.data(), .kept = std::nullopt};

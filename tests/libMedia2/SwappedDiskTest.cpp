@@ -257,6 +257,20 @@ TEST_F(SwappedDisk, ADiskThatDoesNotAnswerAfterTheBackupIsNotOverwritten) {
     EXPECT_EQ(right_->bytes, blank_);
 }
 
+TEST_F(SwappedDisk, ADiskThatAnswersAtTheNextBackupIsOverwritten) {
+    beginWithTheRightOne();
+    ASSERT_TRUE(backUp());
+    pc_->propertyError = kernel::ERROR_IO_DEVICE;
+    open();
+    EXPECT_FALSE(overwrite());
+    EXPECT_FALSE(restore());
+    pc_->propertyError = 0;
+    ASSERT_TRUE(backUp()); // by the same handle
+    EXPECT_TRUE(overwrite());
+    EXPECT_TRUE(restore());
+    EXPECT_EQ(right_->bytes, blank_);
+}
+
 // The restore is read back in pieces, each of whole sectors.
 class OddSectors : public testing::TestWithParam<std::uint32_t> {};
 
