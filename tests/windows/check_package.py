@@ -100,8 +100,8 @@ class Package(unittest.TestCase):
         self.assertIn("ARCHITECTURE.md", links["README.md"])  # else the list is not what it is taken for
 
     def run_copy(self, *arguments):
-        return wine_process.run([EMULATOR, self.path("nuvrusb.exe"), *arguments], cwd=self.path(), capture_output=True,
-                                timeout=LIMIT, stdin=subprocess.DEVNULL, env={**os.environ, "LANG": "C"})
+        return wine_process.run([EMULATOR, self.path("nuvrusb.exe"), *arguments], cwd=self.path(), timeout=LIMIT,
+                                stdin=subprocess.DEVNULL, env={**os.environ, "LANG": "C"})
 
     def test_unpacked_program_starts(self):
         said = self.run_copy("--version")

@@ -26,8 +26,7 @@ def environment():
 
 
 def run(*arguments, stdin=subprocess.DEVNULL, **more):
-    return wine_process.run([*COMMAND, *arguments], stdin=stdin, capture_output=True, timeout=LIMIT, env=environment(),
-                            **more)
+    return wine_process.run([*COMMAND, *arguments], stdin=stdin, timeout=LIMIT, env=environment(), **more)
 
 
 def start(*arguments, **streams):
@@ -110,7 +109,7 @@ class Texts(unittest.TestCase):
 class Stops(unittest.TestCase):
     def test_host_that_stops_at_once_has_no_device_tested(self):
         result = wine_process.run([*COMMAND, "run", "StatusTest", "--format", "jsonl", "--machine", "findings"],
-                                  input=b'{"type":"stop"}\n', capture_output=True, timeout=LIMIT, env=environment())
+                                  input=b'{"type":"stop"}\n', timeout=LIMIT, env=environment())
         lines = [json.loads(line) for line in result.stdout.splitlines()]
         self.assertEqual(result.returncode, 8)
         self.assertTrue(lines[-1]["stopped"])

@@ -19,7 +19,8 @@ sys.path.append(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 import wine_process  # beside this folder
 
 DRIVES = ["U:", "V:"]  # whose volumes become those of a description
-LIMIT = 240  # seconds: nothing here may take longer
+LIMIT = 100  # seconds: no run takes longer
+START_LIMIT, SERVER_LIMIT = 60, 240  # of the live PC
 EMULATOR = PROGRAM = SERVER = DRIVER = CFGMGR32 = REPEATED = ENDER = CLONE = FOLDER = ""
 
 
@@ -48,7 +49,7 @@ def set_up():
     shutil.copy(PROGRAM, file("nuvrusb.exe"))
     shutil.copy(REPEATED, file("repeated_runs.exe"))
     shutil.copy(CFGMGR32, file("cfgmgr32.dll"))
-    subprocess.run([EMULATOR, "cmd", "/c", "exit"], env=environment(), check=True)  # makes the clone
+    wine_process.run([EMULATOR, "cmd", "/c", "exit"], env=environment()).check_returncode()  # makes the clone
     for drive in DRIVES:
         os.mkdir(file(drive[0]))
         link_name(drive.lower(), file(drive[0]))
@@ -82,27 +83,49 @@ def played(description, drives=DRIVES):
     with open(path, "w", encoding="utf-8") as stream:
         json.dump(description, stream)
     with open(file("errors"), "w+b") as errors:
-        server = subprocess.Popen([EMULATOR, SERVER, DRIVER, path, file("nodes"), *drives], env=environment(),
-                                  text=True, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=errors)
-        stuck = threading.Timer(LIMIT, server.kill)
+        server = start_server(path, drives, errors)
+        stuck = threading.Timer(SERVER_LIMIT, server.kill)
         stuck.start()
-
-        def expect(said, expected):
-            if said != expected:
-                errors.seek(0)
-                raise AssertionError(f"the live PC says {said!r}, not {expected!r}: {errors.read().decode()}")
-
         try:
-            expect(server.stdout.readline(), "ready\n")
             yield path
             server.stdin.close()
-            expect(server.stdout.read(), "open files: 0\n")
-            expect(server.wait(), 0)
+            expect_of_server(server.stdout.read(), "open files: 0\n", errors)
+            code = server.wait()
+            expect_of_server(0 if wine_process.is_lost(code) else code, 0, errors)
         finally:
-            server.stdin.close()  # unloads the driver, so that the next one can be loaded
-            server.wait()
+            end_server(server)
             stuck.cancel()
-            server.stdout.close()
+
+
+def start_server(path, drives, errors):
+    command = [EMULATOR, SERVER, DRIVER, path, file("nodes"), *drives]
+    for attempt in ("first", "second"):
+        server = subprocess.Popen(command, env=environment(), text=True, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                  stderr=errors)
+        hangs = threading.Timer(START_LIMIT, server.kill)
+        hangs.start()
+        said = server.stdout.readline()
+        hangs.cancel()
+        if said == "ready\n":
+            return server
+        end_server(server)
+        if attempt == "first":  # on a busy PC drivers cannot always be started
+            wine_process.tell(command, f"says {said!r}, not that it is ready")
+            stop_windows()
+        else:
+            expect_of_server(said, "ready\n", errors)
+
+
+def end_server(server):
+    server.stdin.close()  # unloads the driver, so that the next one can be loaded
+    server.wait()
+    server.stdout.close()
+
+
+def expect_of_server(said, expected, errors):
+    if said != expected:
+        errors.seek(0)
+        raise AssertionError(f"the live PC says {said!r}, not {expected!r}: {errors.read().decode()}")
 
 
 def link_name(name, target):
@@ -122,36 +145,54 @@ def live_environment():
     return environment(NUVRUSB_WINE_DLLS="cfgmgr32=n,b", NUVRUSB_TEST_NODES=file("nodes"))
 
 
-def run(*arguments, **more):
-    return wine_process.run(command(*arguments), env=live_environment(), timeout=LIMIT, stdin=subprocess.DEVNULL,
-                            capture_output=True, **more)
+def in_live_environment():
+    return {"env": live_environment(), "timeout": LIMIT, "stdin": subprocess.DEVNULL}
+
+
+def run(*arguments):
+    return wine_process.run(command(*arguments), **in_live_environment())
+
+
+def run_played(description, *arguments, drives=DRIVES):
+    """A run on the live PC, and the file of its description. The faults of a PC come as often as they are described, so
+    that a run that has to be made again gets another."""
+    def play():
+        with played(description, drives) as path:
+            ended = wine_process.run_once(command(*arguments), **in_live_environment())
+        return ended, path
+
+    return wine_process.until_code_is_known(play)
 
 
 def run_beside(name, *arguments, **more):
     """A program that was copied into the folder."""
-    return subprocess.run([EMULATOR, file(name), *arguments], env=live_environment(), timeout=LIMIT,
-                          stdin=subprocess.DEVNULL, capture_output=True, **more)
+    return wine_process.run([EMULATOR, file(name), *arguments], **in_live_environment(), **more)
 
 
 def registry(action, key):
     """Adds a key to the registry or deletes it."""
-    subprocess.run([EMULATOR, "reg", action, key, "/f"], env=environment(), check=True, stdout=subprocess.DEVNULL)
+    wine_process.run([EMULATOR, "reg", action, key, "/f"], env=environment()).check_returncode()
 
 
 def end_program(how):
     """Ends the program that runs, as closing its console or ending its session does. What came of it."""
-    ended = subprocess.run([EMULATOR, ENDER, "nuvrusb.exe", how], env=environment(), timeout=LIMIT,
-                           stdin=subprocess.DEVNULL, capture_output=True, text=True)
+    ended = wine_process.run_once([EMULATOR, ENDER, "nuvrusb.exe", how], env=environment(), timeout=LIMIT,
+                                  stdin=subprocess.DEVNULL, text=True)
     return ended.stdout.strip() or ended.stderr
 
 
-def handles_after_runs(*arguments):
-    """How many handles are open after each of some runs in one process, which must end alike."""
-    result = run_beside("repeated_runs.exe", "4", *arguments)
+def check_no_run_leaves_handles(case, *arguments):
+    """Some runs in one process must end alike, and none may leave a handle open.
+
+    Which it would do each time. What the process keeps for all comes in the first, but for the event of a lock and the
+    like: those come whenever two threads meet there for the first time, which on a busy PC is later.
+    """
+    runs = 6
+    result = run_beside("repeated_runs.exe", str(runs), *arguments)
     found = re.findall(rb"^code (\d+), handles (\d+)\r?$", result.stderr, re.MULTILINE)
-    if len(found) != 4 or len({code for code, _ in found}) != 1:
-        raise AssertionError(f"the runs end in different ways: {result}")
-    return [int(handles) for _, handles in found]
+    case.assertEqual((len(found), len({code for code, _ in found})), (runs, 1), result)
+    handles = [int(count) for _, count in found[1:]]
+    case.assertLessEqual(handles[-1] - handles[0], 2, handles)
 
 
 def start(*arguments):
@@ -185,17 +226,12 @@ class SameAsDescribed(unittest.TestCase):
     def check_same(self, description, *arguments, drives=DRIVES):
         """The lines of a run on the live PC, after they were found to be those of the described one."""
         arguments = (*arguments, "--format", "jsonl")
-        with played(description, drives) as path:
-            live = run(*arguments)
+        live, path = run_played(description, *arguments, drives=drives)
         described = run(*arguments, "--machine", path)
+        self.assertEqual((live.returncode, live.stderr), (described.returncode, described.stderr))
         lines = comparable_lines(live.stdout)
         self.assertEqual(lines, comparable_lines(described.stdout))
-        self.assertEqual(live.stderr, described.stderr)
-        self.check_exit_code(live, described.returncode)
         return lines
-
-    def check_exit_code(self, process, expected):
-        self.assertEqual(process.returncode, expected)
 
 
 def events(lines):
