@@ -1,4 +1,4 @@
-// Puts the bytes of one backup back to its disk.
+// Puts the bytes of one backup back to its disk, and what can come of a backup.
 #pragma once
 
 #include "DeviceCatalog.h"
@@ -13,12 +13,13 @@ namespace tkit5 {
 
 struct RecoveryOutcome {
     enum class Kind {
-        Restored, // written and read back
-        InPlace,  // nothing had to be written
-        Possible, // a dry run: it would be written
-        Refused,  // nothing was written
-        Stopped,  // on request, before its end; some of it may be written
-        Failed,   // the disk may hold something else
+        Restored,  // written and read back
+        InPlace,   // nothing had to be written
+        Discarded, // the backup is given up, with what it holds
+        Possible,  // a dry run: it would be done
+        Refused,   // nothing was written
+        Stopped,   // on request, before its end; some of it may be written
+        Failed,    // the disk may hold something else
     };
     Kind kind = Kind::Refused;
     TestResult result;
