@@ -121,13 +121,8 @@ TEST_F(SlowDevice, NextControlIsCarriedOutAfterOneThatWasGivenUp) {
 
 TEST_F(SlowDevice, ControlForWhichThereIsNoThreadIsAShortageAndNoTimeout) {
     int asked = 0;
-    threads_ = std::make_shared<ControlThreads>([&asked](std::function<void()> body) {
-        bool const isFirst = ++asked == 1;
-        if (!isFirst) {
-            std::thread(std::move(body)).detach();
-        }
-        return !isFirst;
-    });
+    threads_ = std::make_shared<ControlThreads>(
+        [&asked](std::function<void()> body) { return ++asked == 1 ? std::thread() : std::thread(std::move(body)); });
     auto const client = openClient(0);
     ASSERT_EQ(client.error, 0U);
     std::array<std::byte, 16> output{};

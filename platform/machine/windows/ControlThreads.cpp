@@ -12,13 +12,12 @@ namespace machine::windows {
 
 namespace {
 
-bool startThread(std::function<void()> body) {
+std::thread startThread(std::function<void()> body) {
     try {
-        std::thread(std::move(body)).detach();
+        return std::thread(std::move(body));
     } catch (std::system_error const &) {
-        return false;
+        return {};
     }
-    return true;
 }
 
 } // namespace
@@ -67,8 +66,10 @@ class ControlThreads::Thread {
 public:
     static std::shared_ptr<Thread> start(Start const & start) {
         auto thread = std::make_shared<Thread>();
-        bool const hasEvents = thread->work_.get() != nullptr && thread->done_.get() != nullptr;
-        return hasEvents && start([thread] { thread->run(); }) ? thread : nullptr;
+        if (thread->work_.get() != nullptr && thread->done_.get() != nullptr) {
+            thread->thread_ = start([thread] { thread->run(); });
+        }
+        return thread->thread_.joinable() ? thread : nullptr;
     }
 
     bool carryOut(std::shared_ptr<ControlCall> const & call, Duration limit) {
@@ -78,12 +79,24 @@ public:
         return WaitForSingleObject(done_.get(), waitMilliseconds(limit)) == WAIT_OBJECT_0;
     }
 
+    // While it waits for a device.
     void giveUp() {
+        tellToEnd();
+        thread_.detach();
+    }
+
+    // While it waits for work.
+    void end() {
+        tellToEnd();
+        thread_.join();
+    }
+
+private:
+    void tellToEnd() {
         ends_ = true;
         SetEvent(work_.get());
     }
 
-private:
     void run() {
         for (;;) {
             WaitForSingleObject(work_.get(), INFINITE);
@@ -102,6 +115,7 @@ private:
     EventHandle done_;
     std::shared_ptr<ControlCall> call_; // the thread's from work to done
     std::atomic<bool> ends_ = false;
+    std::thread thread_; // the owner's
 };
 
 ControlThreads::ControlThreads() : ControlThreads(startThread) {}
@@ -110,7 +124,7 @@ ControlThreads::ControlThreads(Start start) : start_(std::move(start)) {}
 
 ControlThreads::~ControlThreads() {
     for (auto const & thread : idle_) {
-        thread->giveUp();
+        thread->end();
     }
 }
 

@@ -13,6 +13,7 @@
 #include <mutex>
 #include <optional>
 #include <span>
+#include <thread>
 #include <vector>
 
 namespace machine::windows {
@@ -42,11 +43,12 @@ private:
     Transfer outcome_;
 };
 
-// Threads that wait for devices. One that waits for ever is given up, and its call with it.
+// Threads that wait for devices. One that waits for ever is given up, and its call with it; the others have ended when
+// this goes.
 class ControlThreads {
 public:
-    // Runs something on a thread of its own; false when there is none to be had.
-    using Start = std::function<bool(std::function<void()> body)>;
+    // A thread that runs something; one that cannot be joined when there is none to be had.
+    using Start = std::function<std::thread(std::function<void()> body)>;
 
     ControlThreads();
     explicit ControlThreads(Start start);
