@@ -51,6 +51,7 @@ struct DeviceNode {
     bool hidden = false;
     bool listed = true;        // among the devices of its class
     std::uint32_t problem = 0; // problem code; 0 is healthy
+    std::uint32_t port = 0;    // that it is on, of the hub above it; 0 when that is not known
     std::uint32_t disk = 0;    // index into DeviceTree::disks plus 1; 0 for everything but disks
 
     NodeId parent = noNode;

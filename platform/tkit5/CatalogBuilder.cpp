@@ -153,7 +153,7 @@ void CatalogBuilder::addPorts(CatalogDevice & hub, usbtopo::CUsbHub const & bus)
 void CatalogBuilder::addOnPort(CatalogDevice & hub, usbtopo::CUsbHub const & bus, std::uint32_t number) {
     usbtopo::CUsbPort const & port = *bus.ports()[number - 1];
     kernel::USB_NODE_CONNECTION_INFORMATION_EX const & connection = port.connectionInformation();
-    NodeId const node = nodeOnPort(port);
+    NodeId const node = nodeOnPort(hub, port, number);
     bool const isHub = connection.DeviceIsHub != 0 || tree_[node].nodeClass == NodeClass::Hub;
 
     DeviceFacts facts;
@@ -258,13 +258,24 @@ void CatalogBuilder::addDisk(CatalogDevice & device, NodeId node) {
     device.below_.push_back(&add(std::move(facts)));
 }
 
-NodeId CatalogBuilder::nodeOnPort(usbtopo::CUsbPort const & port) const {
+NodeId CatalogBuilder::nodeOnPort(CatalogDevice const & hub, usbtopo::CUsbPort const & port,
+                                  std::uint32_t number) const {
     nuv::String const & driverKey = port.getDriverKey();
-    NodeId const node = driverKey.empty() ? noNode : tree_.findByDriverKey(driverKey.view());
+    NodeId const node =
+        driverKey.empty() ? withoutDriver(hub.facts().node, number) : tree_.findByDriverKey(driverKey.view());
     if (node != noNode || !port.device() || port.device()->getDeviceInstanceID().empty()) {
         return node;
     }
     return tree_.findByInstanceId(port.device()->getDeviceInstanceID().view());
+}
+
+// The device on a port of a hub that no driver was found for, so that it has no driver key either.
+NodeId CatalogBuilder::withoutDriver(NodeId hub, std::uint32_t port) const {
+    NodeId node = tree_[hub].firstChild;
+    while (node != noNode && (tree_[node].port != port || !tree_[node].driverKey.empty() || !tree_[node].present)) {
+        node = tree_[node].nextSibling;
+    }
+    return node;
 }
 
 // What the device tree knows of the device; what is known already stays.

@@ -43,7 +43,8 @@ private:
     void addDisks(CatalogDevice & device);
     void addDisk(CatalogDevice & device, machine::NodeId node);
 
-    machine::NodeId nodeOnPort(usbtopo::CUsbPort const & port) const;
+    machine::NodeId withoutDriver(machine::NodeId hub, std::uint32_t port) const;
+    machine::NodeId nodeOnPort(CatalogDevice const & hub, usbtopo::CUsbPort const & port, std::uint32_t number) const;
     void takeNode(DeviceFacts & facts, machine::NodeId node);
     CatalogDevice & add(DeviceFacts facts);
 

@@ -115,6 +115,24 @@ TEST_F(Catalog, OnlyWhatIsOnAHubPortHasAParentPort) {
     EXPECT_EQ(property(device("USB-PORTS"), "ParentPort"), "(none)");
 }
 
+// Neither the hub nor the device tree has a driver key for it.
+TEST_F(Catalog, DeviceWithoutDriverIsFoundByItsPort) {
+    read(port(2, usbDevice("USB\\\\FIRST", R"(, "driverKey": "")")) + "," +
+         port(3, usbDevice("USB\\\\NEW", R"(, "driverKey": "", "product": "Gadget", "problemCode": 28)")));
+    EXPECT_EQ(identifiers(),
+              (std::vector<std::string>{"USB-PORTS", "PCI\\1", "USB\\ROOT_HUB30\\1", "USB\\FIRST", "USB\\NEW"}));
+    EXPECT_EQ(device("USB\\NEW").name().getUTF8String(), "Gadget");
+    EXPECT_EQ(property(device("USB\\NEW"), "ParentPort"), "3");
+    EXPECT_EQ(property(device("USB\\FIRST"), "ParentPort"), "2");
+}
+
+// A hub that tells no driver key of a device that has one: the device may be another one than the tree knows.
+TEST_F(Catalog, DeviceWithDriverIsNotTakenForTheOneOnAPort) {
+    read(port(3, usbDevice("USB\\\\OLD")), R"("faults": [{"query": "driverKey", "error": 31}], )");
+    EXPECT_EQ(property(device("USB\\OLD"), "ParentPort"), "(none)");
+    EXPECT_EQ(property(device("port 3 of USB\\ROOT_HUB30\\1"), "ParentPort"), "3");
+}
+
 TEST_F(Catalog, VendorIsFourHexDigitsOfTheDescriptor) {
     read(port(1, R"("device": {"instanceId": "USB\\A", "vendorId": "05e3"})"));
     EXPECT_EQ(property(device("USB\\A"), "DeviceVendorID"), "05E3");

@@ -10,6 +10,7 @@ namespace {
 
 using machine::windows::Bytes;
 using machine::windows::parseDiskNumbers;
+using machine::windows::registryNumber;
 using machine::windows::registryText;
 using machine::windows::registryTexts;
 
@@ -44,6 +45,16 @@ TEST(WindowsRecords, ListEndsAtTheEmptyText) {
     EXPECT_EQ(registryTexts(bytesOf(u"USB\\VID_0781\0USB\\COMPOSITE"sv)), expected);
     EXPECT_TRUE(registryTexts(bytesOf(u"\0\0"sv)).empty());
     EXPECT_TRUE(registryTexts({}).empty());
+}
+
+TEST(WindowsRecords, NumberNeedsFourBytes) {
+    std::vector<std::byte> value(4);
+    put(value, 0, 0x01020304);
+    EXPECT_EQ(registryNumber(value), 0x01020304U);
+    value.push_back(std::byte{0xFF});
+    EXPECT_EQ(registryNumber(value), 0x01020304U);
+    EXPECT_EQ(registryNumber(Bytes(value).first(3)), 0U);
+    EXPECT_EQ(registryNumber({}), 0U);
 }
 
 std::vector<std::byte> extents(std::uint32_t count, std::vector<std::uint32_t> const & disks) {

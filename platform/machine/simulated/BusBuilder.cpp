@@ -69,14 +69,14 @@ private:
                 state.companionHub = static_cast<std::uint32_t>(bus_.companionHubs.size());
             }
             if (port.device != nullptr) {
-                addDevice(*port.device, node, state);
+                addDevice(*port.device, node, port.number, state);
             }
             bus_.hubs[index].ports[port.number - 1] = state;
         }
         return index;
     }
 
-    void addDevice(Device & device, NodeId parentHub, PortState & port) {
+    void addDevice(Device & device, NodeId parentHub, std::uint32_t number, PortState & port) {
         if (port.connection.ConnectionStatus != 0) {
             port.connection.DeviceAddress = device.address.value_or(nextAddress_);
         }
@@ -91,6 +91,7 @@ private:
                                                                                          : NodeClass::UsbDevice;
         DeviceNode node = nodeOf(device.facts, kind);
         node.driverKey = keyOf(device.facts);
+        node.port = number;
         node.busReportedDescription = std::move(device.product);
         node.interfacePath =
             device.interfacePath ? *device.interfacePath : (isHub ? asPath(name) : devicePath(node.instanceId));

@@ -26,6 +26,7 @@ constexpr GUID usbDevices{0xA5DCBF10, 0x6530, 0x11D2, {0x90, 0x1F, 0x00, 0xC0, 0
 constexpr GUID disks{0x53F56307, 0xB6BF, 0x11D0, {0x94, 0xF2, 0x00, 0xA0, 0xC9, 0x1E, 0xFB, 0x8B}};
 constexpr DEVPROPKEY parentOf{{0x4340A6C5, 0x93FA, 0x4706, {0x97, 0x2C, 0x7B, 0x64, 0x80, 0x08, 0xA5, 0xA7}}, 8};
 constexpr DEVPROPKEY reportedByBus{{0x540B947E, 0x8B40, 0x45BC, {0xA8, 0xA2, 0x6A, 0x0B, 0x89, 0x4C, 0xBD, 0xA2}}, 4};
+constexpr DEVPROPKEY addressOnBus{{0xA45C254E, 0xDF1C, 0x4EFD, {0x80, 0x20, 0x67, 0xD1, 0x46, 0xA8, 0x50, 0xE0}}, 30};
 
 class InfoSet {
 public:
@@ -72,12 +73,12 @@ public:
         });
     }
 
-    std::u16string property(DEVPROPKEY const & key) const {
-        return registryText(valueOf([&](std::byte * buffer, DWORD size, DWORD * needed) {
+    std::vector<std::byte> property(DEVPROPKEY const & key) const {
+        return valueOf([&](std::byte * buffer, DWORD size, DWORD * needed) {
             DEVPROPTYPE type = 0;
             return SetupDiGetDevicePropertyW(set_, device_, &key, &type, reinterpret_cast<BYTE *>(buffer), size, needed,
                                              0);
-        }));
+        });
     }
 
     std::u16string instanceId() const {
@@ -150,11 +151,12 @@ std::vector<ListedDevice> listDevices() {
         device.traits.hubPath = pathIn(hubPaths, key);
         device.traits.usbDevicePath = pathIn(usbDevicePaths, key);
         device.traits.diskPath = pathIn(diskPaths, key);
-        device.parentId = reader.property(parentOf);
+        device.parentId = registryText(reader.property(parentOf));
         device.driverKey = registryText(reader.registry(SPDRP_DRIVER));
         device.description = registryText(reader.registry(SPDRP_DEVICEDESC));
         device.friendlyName = registryText(reader.registry(SPDRP_FRIENDLYNAME));
-        device.busReportedDescription = reader.property(reportedByBus);
+        device.busReportedDescription = registryText(reader.property(reportedByBus));
+        device.address = registryNumber(reader.property(addressOnBus));
         devices.push_back(std::move(device));
     }
     return devices;

@@ -17,6 +17,7 @@ struct ListedDevice {
     std::u16string description;
     std::u16string friendlyName;
     std::u16string busReportedDescription;
+    std::uint32_t address = 0; // on its bus; on a hub the number of the port
 };
 
 // All devices that are present, in the order of the system.

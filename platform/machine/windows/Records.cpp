@@ -46,6 +46,14 @@ std::vector<std::u16string> registryTexts(Bytes value) {
     return texts;
 }
 
+std::uint32_t registryNumber(Bytes value) {
+    std::uint32_t number = 0;
+    if (value.size() >= sizeof number) {
+        std::memcpy(&number, value.data(), sizeof number);
+    }
+    return number;
+}
+
 std::vector<std::uint32_t> parseDiskNumbers(Bytes record) {
     constexpr std::size_t head = offsetof(kernel::VOLUME_DISK_EXTENTS, Extents);
     if (record.size() < head) {

@@ -18,6 +18,9 @@ std::u16string registryText(Bytes value);
 // A list of texts of the registry. An empty text ends it.
 std::vector<std::u16string> registryTexts(Bytes value);
 
+// A number of the registry; 0 when the value is too short for one.
+std::uint32_t registryNumber(Bytes value);
+
 // The numbers of the disks in a VOLUME_DISK_EXTENTS record, as far as the record goes.
 std::vector<std::uint32_t> parseDiskNumbers(Bytes record);
 

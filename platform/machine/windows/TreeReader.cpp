@@ -56,6 +56,7 @@ private:
         node.description = std::move(device.description);
         node.friendlyName = std::move(device.friendlyName);
         node.busReportedDescription = std::move(device.busReportedDescription);
+        node.port = tree_[parent].nodeClass == NodeClass::Hub ? device.address : 0;
         node.nodeClass = classify(device.traits);
         node.interfacePath = interfacePath(device.traits, node.nodeClass);
         if (node.nodeClass != NodeClass::Disk) {

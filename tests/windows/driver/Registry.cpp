@@ -24,6 +24,7 @@ constexpr std::u16string_view usbDeviceInterfaces = u"{a5dcbf10-6530-11d2-901f-0
 
 // Properties have types of their own.
 constexpr DWORD propertyString = 0xFFFF0012;
+constexpr DWORD propertyNumber = 0xFFFF0007;
 
 class Key {
 public:
@@ -44,7 +45,9 @@ public:
             store(name, type, value.c_str(), (value.size() + 1) * sizeof(wchar_t));
         }
     }
-    void set(wchar_t const * name, DWORD number) const { store(name, REG_DWORD, &number, sizeof number); }
+    void set(wchar_t const * name, DWORD number, DWORD type = REG_DWORD) const {
+        store(name, type, &number, sizeof number);
+    }
 
 private:
     void store(wchar_t const * name, DWORD type, void const * value, std::size_t size) const {
@@ -113,6 +116,10 @@ void RegisteredDevices::enter(DeviceNode const & node) {
     if (!node.busReportedDescription.empty()) {
         Key const property(keys_.back() + L"\\Properties\\{540B947E-8B40-45BC-A8A2-6A0B894CBDA2}\\0004");
         property.set(nullptr, node.busReportedDescription, propertyString);
+    }
+    if (node.port != 0) {
+        Key const property(keys_.back() + L"\\Properties\\{A45C254E-DF1C-4EFD-8020-67D146A850E0}\\001E");
+        property.set(nullptr, node.port, propertyNumber);
     }
     switch (node.nodeClass) {
     case NodeClass::HostController:

@@ -115,6 +115,16 @@ class Names(SameAsDescribed):
         lines = self.check_same(description, "devices")
         self.assertLessEqual({name + " hub", name + " stick"}, {line.get("name") for line in lines})
 
+    def test_device_without_driver_stands_at_its_port(self):
+        description = pc_with_hub()
+        description["controllers"][0]["rootHub"]["ports"][1]["device"].update(driverKey="", problemCode=28)
+        lines = self.check_same(description, "devices")
+        self.assertEqual([(line["place"], line["name"]) for line in lines if line.get("place") == "1-2"],
+                         [("1-2", "Stick 2")])
+        self.assertEqual(len(lines), len(self.check_same(pc_with_hub(), "devices")))
+        lines = self.check_same(description, "topology")
+        self.assertTrue(any("problem code 28" in str(line.get("faults")) for line in lines), lines)
+
     def test_controller_that_somebody_disabled(self):
         description = pc_with_hub()
         description["controllers"].append({"name": "Other Controller", "instanceId": "PCI\\VEN_1B36&DEV_000D\\2",
