@@ -39,12 +39,25 @@ std::uint64_t roomFor(CatalogDevice const & disk) {
     return backupsAtOnce * (std::min(transfer, size.bytes) + journal::headerSize);
 }
 
-bool mayBelongTo(journal::DiskIdentity const & owed, CatalogDevice const & device) {
-    if (diskFacts(device) == nullptr) {
-        return false;
+// The disks with its serial number. If there are none, those that may be the one by their model, because it told no
+// serial number then or they tell none now.
+std::vector<CatalogDevice const *> disksOf(journal::DiskIdentity const & owed, DeviceCatalog const & catalog) {
+    std::vector<CatalogDevice const *> same;
+    std::vector<CatalogDevice const *> alike;
+    for (auto const & device : catalog.devices()) {
+        if (diskFacts(*device) == nullptr) {
+            continue;
+        }
+        journal::DiskIdentity const known = journal::identityOf(journal::findDisk(device->osLocator().view()));
+        if (owed.serialNumber.empty() || known.serialNumber.empty()) {
+            if (owed.model == known.model) {
+                alike.push_back(device.get());
+            }
+        } else if (owed.serialNumber == known.serialNumber) {
+            same.push_back(device.get());
+        }
     }
-    journal::DiskIdentity const known = journal::identityOf(journal::findDisk(device.osLocator().view()));
-    return owed.serialNumber == known.serialNumber && (!owed.serialNumber.empty() || owed.model == known.model);
+    return same.empty() ? alike : same;
 }
 
 } // namespace
@@ -125,11 +138,7 @@ std::vector<OwedEntry> owedEntries(journal::Survey const & survey, DeviceCatalog
         }
         OwedEntry entry{found, {}};
         if (found.state == journal::FoundEntry::State::Owed) {
-            for (auto const & device : catalog.devices()) {
-                if (mayBelongTo(found.entry.disk, *device)) {
-                    entry.disks.push_back(device.get());
-                }
-            }
+            entry.disks = disksOf(found.entry.disk, catalog);
         }
         owed.push_back(std::move(entry));
     }

@@ -42,8 +42,8 @@ struct OwedEntry {
     std::vector<CatalogDevice const *> disks;
 };
 
-// What is owed in a folder; without a serial number the model and the size have to do. Damaged entries belong to no
-// disk; those of a process that runs are left out.
+// What is owed in a folder; where the disk or its backup has no serial number the model has to do. Damaged entries
+// belong to no disk; those of a process that runs are left out.
 std::vector<OwedEntry> owedEntries(journal::Survey const & survey, DeviceCatalog const & catalog);
 
 bool overlap(journal::Entry const & a, journal::Entry const & b); // two of one disk

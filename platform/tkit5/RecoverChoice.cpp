@@ -23,18 +23,20 @@ RecoveryOutcome refused(TestResult const & result, std::string text) {
 // Without a serial number, or with another name, only a person can say that it is the disk.
 std::optional<RecoveryOutcome> whyNotThisDisk(OwedEntry const & entry) {
     journal::DiskIdentity const & owed = entry.found.entry.disk;
-    if (owed.serialNumber.empty()) {
-        return refused(TestResult::CANNOTRUN(), "The disk has no serial number, so that it may be another one that "
-                                                "looks alike. Name it with --device.");
+    journal::DiskIdentity const known = journal::identityOf(journal::findDisk(entry.disks.front()->osLocator().view()));
+    if (owed.serialNumber.empty() || known.serialNumber.empty()) {
+        return refused(TestResult::CANNOTRUN(),
+                       fmt::format("The disk {} no serial number, so that it may be another one that looks alike. Name "
+                                   "it with --device.",
+                                   known.serialNumber.empty() ? "has" : "had"));
     }
-    std::string const model = journal::identityOf(journal::findDisk(entry.disks.front()->osLocator().view())).model;
-    if (model.empty() || owed.model.empty() || model == owed.model) {
+    if (known.model.empty() || owed.model.empty() || known.model == owed.model) {
         return std::nullopt;
     }
     return refused(TestResult::CANNOTRUN(),
                    fmt::format("The disk has the serial number of the one that was backed up, but is called "
                                "{}, not {}. Name it with --device if it is the one.",
-                               model, owed.model));
+                               known.model, owed.model));
 }
 
 } // namespace

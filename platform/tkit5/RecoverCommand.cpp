@@ -49,7 +49,7 @@ public:
         if (!lookAtFolders()) {
             return report_.end(TestResult::CANNOTRUN());
         }
-        if (!chosen_.entries.empty() && !options_.dryRun) {
+        if ((!chosen_.entries.empty() || givesUpUnseen_) && !options_.dryRun) {
             if (auto const declined = askForLeave()) {
                 return report_.end(*declined);
             }
@@ -88,6 +88,7 @@ private:
         if (why.empty()) {
             chosen_ = chooseBackups(own.survey, catalog_, disks_);
             hasUnfinished_ = !own.survey.unfinished.empty();
+            givesUpUnseen_ = options_.discard && disks_.empty() && isNothingThere(own);
             report_.list(
                 chosen_,
                 {.folder = storage_->place(), .hasNamedDisks = !disks_.empty(), .isOneOfSeveral = !remarks.empty()});
@@ -132,14 +133,19 @@ private:
         }
         std::string answer;
         bool const answered =
-            console_.write(options_.discard
-                               ? "The data in these backups will be lost. Type yes to give them up: "
-                               : "What the disks hold there now will be overwritten. Type yes to allow it: ") &&
-            console_.readLine(answer, std::nullopt) == terminal::Console::Input::Line;
+            console_.write(question()) && console_.readLine(answer, std::nullopt) == terminal::Console::Input::Line;
         if (answered && answer == "yes") {
             return std::nullopt;
         }
         return decline("Nothing was done, since nobody typed yes.", TestResult::USERABORTED());
+    }
+
+    std::string question() const {
+        if (givesUpUnseen_) {
+            return "What a run kept there will not be looked for any more. Type yes to give it up: ";
+        }
+        return options_.discard ? "The data in these backups will be lost. Type yes to give them up: "
+                                : "What the disks hold there now will be overwritten. Type yes to allow it: ";
     }
 
     TestResult handleAll() {
@@ -200,7 +206,7 @@ private:
         }
         // A folder where nothing was found may be another disk's.
         std::size_t const owed = chosen_.entries.size() + chosen_.ofOthers;
-        if ((owed != 0 || hasUnfinished_ || options_.discard) && closed_ == owed) {
+        if ((owed != 0 || hasUnfinished_ || givesUpUnseen_) && closed_ == owed) {
             forgetSettledFolder(options_, console_, *storage_);
         }
         removeUnfinishedNotes();
@@ -216,6 +222,7 @@ private:
     std::vector<CatalogDevice const *> disks_; // that were named
     ChosenBackups chosen_;
     bool hasUnfinished_ = false; // files that owe nothing
+    bool givesUpUnseen_ = false; // whatever a run kept in a folder where nothing is now
     std::size_t closed_ = 0;     // given up, since the bytes are back or nobody wants them
 };
 

@@ -318,6 +318,31 @@ TEST_F(OtherFolders, AFolderThatIsGivenUpIsForgotten) {
     EXPECT_TRUE(notes().empty());
 }
 
+// Nobody can tell whose the copies are that were there.
+TEST_F(OtherFolders, AFolderWhereNothingIsLeftIsGivenUpForAllDisksAndWithLeave) {
+    runCutShort(pc(), journalIn(named_));
+    fs::remove_all(named_);
+    EXPECT_EQ(recoverIn(named_, {"--discard", "--device", "DISK\\ONE"}).code, 0);
+    EXPECT_EQ(notes().size(), 1U);
+
+    auto arguments = recoverOn(pc(), journalIn(named_));
+    arguments.emplace_back("--discard");
+    auto const unasked = runCli(arguments);
+    EXPECT_EQ(unasked.code, 5);
+    EXPECT_TRUE(contains(unasked.errors, "--allow-destructive")) << unasked.errors;
+    FakeConsole declining;
+    declining.beTerminal();
+    declining.type("no");
+    EXPECT_EQ(runCli(arguments, declining).code, 8);
+    EXPECT_EQ(notes().size(), 1U);
+
+    FakeConsole agreeing;
+    agreeing.beTerminal();
+    agreeing.type("yes");
+    EXPECT_EQ(runCli(arguments, agreeing).code, 0);
+    EXPECT_TRUE(notes().empty());
+}
+
 TEST_F(OtherFolders, AFolderThatOwesMoreIsNotForgotten) {
     pieces_ = {8, 20};
     runCutShort(pc(), journalIn(named_));

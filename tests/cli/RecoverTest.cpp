@@ -123,6 +123,36 @@ TEST_F(Recover, ADiskWithoutSerialNumberHasToBeNamed) {
     EXPECT_TRUE(isAsBefore());
 }
 
+// It may have told none, or not in time, when the program was started.
+TEST_F(Recover, ADiskThatToldItsSerialNumberOnlyOnceHasToBeNamed) {
+    std::string const told = pc();
+    std::string const untold = pc(R"("serialNumber": "")");
+    for (auto const & [before, now] : {std::pair(untold, told), std::pair(told, untold)}) {
+        runCutShort(before);
+        EXPECT_EQ(runCli(runOn(now)).code, 6); // another copy could not be told from the first
+        auto const refused = runCli(recoverOn(now, {"--allow-destructive"}));
+        EXPECT_EQ(refused.code, 6);
+        EXPECT_TRUE(contains(refused.output, "so that it may be another one that looks alike. Name it with --device."))
+            << refused.output;
+        EXPECT_FALSE(isAsBefore());
+        EXPECT_EQ(runCli(recoverOn(now, {"--allow-destructive", "--device", "DISK\\ONE"})).code, 0);
+        EXPECT_TRUE(isAsBefore());
+        EXPECT_TRUE(backups().empty());
+    }
+}
+
+TEST_F(Recover, ADiskWithTheSerialNumberGoesBeforeOneThatTellsNone) {
+    runCutShort(pc());
+    std::string const two = pcFile(
+        R"({"port": 1, "protocols": ["2.0"], "speed": "high", "device": {"instanceId": "USB\\TWO",
+            "disk": {"instanceId": "DISK\\TWO", "number": 2, "name": "Stick", "sectorCount": 64}}},
+           {"port": 2, "protocols": ["2.0"], "speed": "high", "device": {"instanceId": "USB\\ONE",
+            "disk": {"instanceId": "DISK\\ONE", "number": 1, "name": "Stick", "image": ")" +
+        image_.inJson() + R"(", "serialNumber": "S1"}}})");
+    EXPECT_EQ(runCli(recoverOn(two, {"--allow-destructive"})).code, 0);
+    EXPECT_TRUE(isAsBefore());
+}
+
 TEST_F(Recover, ADiskOfAnotherModelHasToBeNamed) {
     runCutShort(pc());
     std::string const before = image_.contents();
