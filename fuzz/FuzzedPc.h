@@ -94,7 +94,9 @@ public:
     machine::DeviceTree const & devices() const override { return tree_; }
     bool isPresent(machine::NodeId) const override { return true; }
     machine::Clock & clock() override { return clock_; }
-    std::vector<std::u16string> volumes() const override { return {u"\\\\?\\Volume{1}", u"\\\\?\\Volume{2}"}; }
+    machine::VolumePaths volumes() const override {
+        return {.paths = {u"\\\\?\\Volume{1}", u"\\\\?\\Volume{2}"}, .complete = true};
+    }
     std::uint32_t take(machine::Resource) override { return 0; }
     bool portDoesSuperSpeedPlus(std::u16string_view, std::uint32_t) const override { return false; }
 

@@ -24,7 +24,7 @@ std::u16string volumePath(std::u16string_view name) {
 ReadyBoostDriveInfo::ReadyBoostDriveInfo(nuv::String const & osLocator, nuv::String const & volumeName) {
     libVolumes::DiskVolumes const found = volumeName.empty()
                                               ? libVolumes::volumesOn(osLocator)
-                                              : libVolumes::volumesOn(osLocator, {volumePath(volumeName.view())});
+                                              : libVolumes::volumesOn(osLocator, {.paths = {volumePath(volumeName.view())}});
     enabled_ = std::ranges::any_of(found.volumes, [](libVolumes::DiskVolume const & volume) {
         return libVolumes::holdsReadyBoostCache(volume.path);
     });

@@ -106,7 +106,7 @@ DiskVolumes volumesOn(nuv::String const & osLocator) {
     return volumesOn(osLocator, machine::current().volumes());
 }
 
-DiskVolumes volumesOn(nuv::String const & osLocator, std::vector<std::u16string> const & paths) {
+DiskVolumes volumesOn(nuv::String const & osLocator, machine::VolumePaths const & among) {
     nuv::FileHandleResManager disk = openShared(osLocator.view(), queriesOnly);
     if (!disk.isValid()) {
         return {{}, meansNothingThere(kernel::GetLastError())};
@@ -116,8 +116,8 @@ DiskVolumes volumesOn(nuv::String const & osLocator, std::vector<std::u16string>
         return {{}, meansNothingThere(kernel::GetLastError())};
     }
     disk.close();
-    DiskVolumes found;
-    for (std::u16string const & path : paths) {
+    DiskVolumes found{.volumes = {}, .complete = among.complete};
+    for (std::u16string const & path : among.paths) {
         place(path, *number, found);
     }
     return found;

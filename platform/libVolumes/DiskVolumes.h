@@ -2,6 +2,7 @@
 #pragma once
 
 #include "kernel/StorageRecords.h"
+#include "machine/Machine.h"
 #include "nuv/FileHandle.h"
 #include "nuv/String.h"
 
@@ -24,8 +25,8 @@ struct DiskVolumes {
 // Blocks for queries; leaves no handle open. A disk that is no longer there has no volumes.
 DiskVolumes volumesOn(nuv::String const & osLocator);
 
-// The same among the volumes with these paths.
-DiskVolumes volumesOn(nuv::String const & osLocator, std::vector<std::u16string> const & paths);
+// The same among these.
+DiskVolumes volumesOn(nuv::String const & osLocator, machine::VolumePaths const & among);
 
 // How everything here opens a disk or volume, so that whoever else has it open may keep it.
 nuv::FileHandleResManager openShared(std::u16string_view path, std::uint32_t access, std::uint32_t flags = 0);

@@ -74,6 +74,11 @@ struct Opened {
     std::uint32_t error = 0;
 };
 
+struct VolumePaths {
+    std::vector<std::u16string> paths;
+    bool complete = true; // false when the PC may have others that it failed to tell of
+};
+
 // What the PC can run out of.
 enum class Resource : std::uint8_t { Memory, Event };
 
@@ -89,7 +94,7 @@ public:
     virtual Clock & clock() = 0;
 
     // The paths of the volumes, such as \\?\Volume{...}, by which they can be opened.
-    virtual std::vector<std::u16string> volumes() const = 0;
+    virtual VolumePaths volumes() const = 0;
 
     // Asks for one more of a resource: 0 when the PC grants it, else the Windows error.
     virtual std::uint32_t take(Resource resource) = 0;

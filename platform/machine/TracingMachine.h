@@ -31,7 +31,7 @@ public:
     DeviceTree const & devices() const override { return traced_.devices(); }
     bool isPresent(NodeId node) const override { return traced_.isPresent(node); }
     Clock & clock() override;
-    std::vector<std::u16string> volumes() const override { return traced_.volumes(); }
+    VolumePaths volumes() const override { return traced_.volumes(); }
     std::uint32_t take(Resource resource) override { return traced_.take(resource); }
     bool portDoesSuperSpeedPlus(std::u16string_view hubPath, std::uint32_t port) const override {
         return traced_.portDoesSuperSpeedPlus(hubPath, port);

@@ -46,7 +46,7 @@ public:
     machine::DeviceTree const & devices() const override { return tree; }
     bool isPresent(machine::NodeId) const override { return true; }
     machine::Clock & clock() override { return clock_; }
-    std::vector<std::u16string> volumes() const override { return volumePaths; }
+    machine::VolumePaths volumes() const override { return {volumePaths, true}; }
     std::uint32_t take(machine::Resource resource) override { return shortage == resource ? shortageError : 0; }
     bool portDoesSuperSpeedPlus(std::u16string_view, std::uint32_t) const override { return false; }
 

@@ -138,7 +138,7 @@ TEST_F(TracedTransfersTest, DemandsAndVolumesPassThroughUntold) {
     pc_.volumePaths = {u"\\\\?\\Volume{1}"};
     EXPECT_EQ(traced_->take(machine::Resource::Event), 1450U);
     EXPECT_EQ(traced_->take(machine::Resource::Memory), 0U);
-    EXPECT_EQ(traced_->volumes(), pc_.volumePaths);
+    EXPECT_EQ(traced_->volumes().paths, pc_.volumePaths);
     EXPECT_TRUE(lines_.empty());
 }
 

@@ -71,7 +71,7 @@ public:
     machine::DeviceTree const & devices() const override { return recorded_.devices(); }
     bool isPresent(machine::NodeId node) const override { return recorded_.isPresent(node); }
     machine::Clock & clock() override { return recorded_.clock(); }
-    std::vector<std::u16string> volumes() const override { return recorded_.volumes(); }
+    machine::VolumePaths volumes() const override { return recorded_.volumes(); }
     std::uint32_t take(machine::Resource resource) override { return recorded_.take(resource); }
     bool portDoesSuperSpeedPlus(std::u16string_view hubPath, std::uint32_t port) const override {
         return recorded_.portDoesSuperSpeedPlus(hubPath, port);

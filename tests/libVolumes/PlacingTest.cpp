@@ -146,6 +146,16 @@ TEST_F(PlacingTest, ADiskThatDoesNotTellItsNumberMayHaveAnyVolume) {
     EXPECT_EQ(pc_.all[0].second.locks, 0);
 }
 
+TEST_F(PlacingTest, AVolumeThatTheSystemFailedToListMayBeOneOfThisDisk) {
+    add(on(1));
+    pc_.allAreTold = false;
+    EXPECT_EQ(found(), "a");
+    EXPECT_FALSE(found_.complete);
+    EXPECT_TRUE(DeviceLockingManager(disk1).isBitLockerEnabledOnVolumes());
+    EXPECT_FALSE(DeviceLockingManager(disk1).lockVolumes());
+    EXPECT_EQ(pc_.all[0].second.locks, 0);
+}
+
 TEST_F(PlacingTest, ADiskThatIsGoneHasNoVolumes) {
     add(on(1));
     for (std::uint32_t const error : {2U, 55U, 433U, 1167U, 1617U}) {

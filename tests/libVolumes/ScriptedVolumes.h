@@ -48,6 +48,7 @@ public:
     std::vector<machine::OpenRequest> opensOfDisk;               // without their paths
     std::vector<std::pair<std::u16string, std::uint32_t>> files; // on the volumes, and the errors of opening them
     int filesAlive = 0;
+    bool allAreTold = true; // the volumes
 
     std::string name() const override { return "scripted"; }
     machine::DeviceTree const & devices() const override { return tree_; }
@@ -55,12 +56,12 @@ public:
     std::uint32_t take(machine::Resource) override { return 0; }
     bool portDoesSuperSpeedPlus(std::u16string_view, std::uint32_t) const override { return false; }
     bool isPresent(machine::NodeId) const override { return true; }
-    std::vector<std::u16string> volumes() const override {
-        std::vector<std::u16string> paths;
+    machine::VolumePaths volumes() const override {
+        machine::VolumePaths volumes{.paths = {}, .complete = allAreTold};
         for (auto const & [path, volume] : all) {
-            paths.push_back(path);
+            volumes.paths.push_back(path);
         }
-        return paths;
+        return volumes;
     }
 
     machine::Opened open(machine::OpenRequest const & request) override {

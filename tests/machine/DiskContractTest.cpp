@@ -53,7 +53,9 @@ TEST_P(MachineContract, HealthyPcGrantsMemoryAndEvents) {
 
 TEST_P(MachineContract, VolumesAreDistinctAndOpenByTheirPaths) {
     std::set<std::u16string> seen;
-    for (std::u16string const & path : pc->volumes()) {
+    machine::VolumePaths const volumes = pc->volumes();
+    EXPECT_TRUE(volumes.complete);
+    for (std::u16string const & path : volumes.paths) {
         EXPECT_TRUE(seen.insert(path).second);
         EXPECT_EQ(open(path, queriesOnly, shareAll).error, 0U);
     }

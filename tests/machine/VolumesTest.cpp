@@ -26,12 +26,12 @@ TEST(Volumes, AreListedByDiskAndThenAsDescribed) {
         pcWithDisks({volumes(R"({"name": "\\\\?\\Volume{z}", "firstSector": 5, "sectorCount": 1},
                     {"name": "\\\\?\\Volume{a}", "firstSector": 1, "sectorCount": 1})"),
                      "", volumes(R"({"name": "\\\\?\\Volume{m}", "firstSector": 1, "sectorCount": 1})")}));
-    EXPECT_EQ(pc->volumes(),
+    EXPECT_EQ(pc->volumes().paths,
               (std::vector<std::u16string>{u"\\\\?\\Volume{z}", u"\\\\?\\Volume{a}", u"\\\\?\\Volume{m}"}));
 }
 
 TEST(Volumes, APcWithoutVolumesListsNone) {
-    EXPECT_TRUE(OneDisk().pc->volumes().empty());
+    EXPECT_TRUE(OneDisk().pc->volumes().paths.empty());
 }
 
 TEST(Volumes, HaveNamesOfTheirOwnUnlessSaid) {
@@ -39,7 +39,7 @@ TEST(Volumes, HaveNamesOfTheirOwnUnlessSaid) {
         support::describedPc(pcWithDisks({R"("number": 12, )" + volumes(R"({"firstSector": 1, "sectorCount": 1},
                                                       {"firstSector": 2, "sectorCount": 1})"),
                                           volumes(R"({"firstSector": 1, "sectorCount": 1})")}));
-    std::vector<std::u16string> const paths = pc->volumes();
+    std::vector<std::u16string> const paths = pc->volumes().paths;
     EXPECT_EQ(paths, (std::vector<std::u16string>{u"\\\\?\\Volume{00000000-0000-4000-8000-000012000000}",
                                                   u"\\\\?\\Volume{00000000-0000-4000-8000-000012000001}",
                                                   u"\\\\?\\Volume{00000000-0000-4000-8000-000001000000}"}));

@@ -44,7 +44,7 @@ public:
     machine::DeviceTree const & devices() const override { return pc_->devices(); }
     bool isPresent(machine::NodeId node) const override { return pc_->isPresent(node); }
     machine::Clock & clock() override { return pc_->clock(); }
-    std::vector<std::u16string> volumes() const override { return pc_->volumes(); }
+    machine::VolumePaths volumes() const override { return pc_->volumes(); }
     std::uint32_t take(machine::Resource resource) override { return pc_->take(resource); }
     bool portDoesSuperSpeedPlus(std::u16string_view hubPath, std::uint32_t port) const override {
         return pc_->portDoesSuperSpeedPlus(hubPath, port);

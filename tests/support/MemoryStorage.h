@@ -32,6 +32,7 @@ public:
     std::string failing;          // every call of that name fails, too
     std::uint32_t error = 1117;
     std::function<void()> beforeCreate; // called once: what another process does after the names were listed
+    std::function<void()> beforeRemove; // called once: what another process does or sees then
     std::optional<std::uint64_t> room = std::uint64_t{1} << 40U;
     std::vector<std::string> done; // "create a", "write a", "sync a", "rename a b", "remove a", "syncNames"
 
@@ -142,11 +143,23 @@ public:
     }
 
     std::uint32_t remove(std::string const & name) override {
+        if (auto const meanwhile = std::exchange(disk_->beforeRemove, nullptr)) {
+            meanwhile();
+        }
         std::uint32_t const error = disk_->count("remove " + name);
         if (error == 0 && disk_->names_.erase(name) == 0) {
             return kernel::ERROR_FILE_NOT_FOUND;
         }
         return error;
+    }
+
+    std::uint32_t removeAbandoned(std::string const & name) override {
+        if (auto const meanwhile = std::exchange(disk_->beforeRemove, nullptr)) {
+            meanwhile();
+        }
+        auto const found = disk_->names_.find(name);
+        return found != disk_->names_.end() && found->second->isWritten ? kernel::ERROR_SHARING_VIOLATION
+                                                                        : remove(name);
     }
 
     std::uint32_t syncNames() override {

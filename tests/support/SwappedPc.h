@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <span>
@@ -21,6 +22,9 @@ public:
 
     int propertyQueries = 0;         // so far
     std::uint32_t propertyError = 0; // that they fail with
+    int lengthQueries = 0;
+    std::uint32_t lengthError = 0;
+    std::optional<std::int64_t> lengthOfCard; // in the reader by now, whatever was in it when it was opened
 
     void putBack() { isSwapped_ = false; }
     void swapAgain() { isSwapped_ = true; }
@@ -45,6 +49,17 @@ private:
                 ++pc_.propertyQueries;
                 if (pc_.propertyError != 0) {
                     return {pc_.propertyError, 0};
+                }
+            }
+            if (code == kernel::IOCTL_DISK_GET_LENGTH_INFO) {
+                ++pc_.lengthQueries;
+                if (pc_.lengthError != 0) {
+                    return {pc_.lengthError, 0};
+                }
+                if (pc_.lengthOfCard) {
+                    kernel::GET_LENGTH_INFORMATION const answer{*pc_.lengthOfCard};
+                    std::memcpy(output.data(), &answer, sizeof answer);
+                    return {0, sizeof answer};
                 }
             }
             return ForwardingFile::control(code, input, output, limit);

@@ -153,7 +153,7 @@ FaultyMachine::FaultyMachine(std::unique_ptr<machine::Machine> healthy, std::sha
             kinds_[keyOf(tree[id].interfacePath)] = kindOf(tree[id].nodeClass);
         }
     }
-    for (std::u16string const & volume : healthy_->volumes()) {
+    for (std::u16string const & volume : healthy_->volumes().paths) {
         kinds_[keyOf(volume)] = "volume";
     }
 }

@@ -28,7 +28,7 @@ public:
     machine::DeviceTree const & devices() const override { return healthy_->devices(); }
     bool isPresent(machine::NodeId node) const override { return healthy_->isPresent(node); }
     machine::Clock & clock() override { return healthy_->clock(); }
-    std::vector<std::u16string> volumes() const override { return healthy_->volumes(); }
+    machine::VolumePaths volumes() const override { return healthy_->volumes(); }
     std::uint32_t take(machine::Resource resource) override;
     bool portDoesSuperSpeedPlus(std::u16string_view hubPath, std::uint32_t port) const override {
         return healthy_->portDoesSuperSpeedPlus(hubPath, port);

@@ -26,7 +26,7 @@ public:
     machine::DeviceTree const & devices() const override { return tree_; }
     bool isPresent(machine::NodeId) const override { return true; }
     FakeClock & clock() override { return clock_; }
-    std::vector<std::u16string> volumes() const override { return {}; }
+    machine::VolumePaths volumes() const override { return {}; }
     std::uint32_t take(machine::Resource) override { return 0; }
     bool portDoesSuperSpeedPlus(std::u16string_view, std::uint32_t) const override { return false; }
 

@@ -61,6 +61,41 @@ TEST_F(JournalFoldersTest, ANoteThatIsTakenBackIsGone) {
     EXPECT_TRUE(disk_->names().empty());
 }
 
+// Else another command would take it for that of a run that was cut short.
+TEST_F(JournalFoldersTest, ANoteIsOfARunThatGoesOnUntilItsFileIsGone) {
+    Noted noted = noteFolder(usual_, "safe");
+    ASSERT_TRUE(noted.note);
+    std::optional<std::vector<std::string>> seen;
+    disk_->beforeRemove = [&] { seen = folders(); };
+    EXPECT_EQ(takeBack(usual_, std::move(*noted.note)), 0U);
+    ASSERT_TRUE(seen);
+    EXPECT_TRUE(seen->empty());
+}
+
+TEST_F(JournalFoldersTest, AnUnfinishedNoteThatARunHasBegunToWriteMeanwhileIsLeft) {
+    std::string const name = "folder-00000000-7.new";
+    disk_->put(name, {});
+    FolderNotes const found = folderNotes(usual_);
+    journal::Result<journal::StoredFile> written;
+    disk_->beforeRemove = [&] {
+        EXPECT_EQ(usual_.remove(name), 0U);
+        written = usual_.create(name);
+    };
+    removeUnfinished(usual_, found);
+    ASSERT_TRUE(written.file);
+    EXPECT_EQ(disk_->names(), std::vector<std::string>{name});
+}
+
+TEST_F(JournalFoldersTest, ANumberThatSomebodyElseTakesMeanwhileIsLeftToThem) {
+    std::string const first = leaveNote("safe");
+    startAgain();
+    std::string const theirs = first.substr(0, first.size() - 3) + "new";
+    disk_->beforeCreate = [&] { disk_->put(theirs, {}); };
+    std::string const second = leaveNote("safe");
+    EXPECT_EQ(second, first.substr(0, first.size() - 5) + "2.txt");
+    EXPECT_EQ(disk_->names(), (std::vector<std::string>{theirs, second}));
+}
+
 TEST_F(JournalFoldersTest, WhoeverForgetsAFolderLeavesTheNoteOfARunThatGoesOn) {
     leaveNote("safe");
     leaveNote("safe");

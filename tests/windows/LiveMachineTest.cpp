@@ -157,7 +157,10 @@ TEST_F(LiveMachine, HasANameAndGivesResources) {
 }
 
 TEST_F(LiveMachine, VolumesHaveNoBackslashAtTheirEnd) {
-    for (std::u16string const & volume : pc->volumes()) {
+    machine::VolumePaths const volumes = pc->volumes();
+    EXPECT_TRUE(volumes.complete);
+    EXPECT_FALSE(volumes.paths.empty()); // Windows runs from one
+    for (std::u16string const & volume : volumes.paths) {
         EXPECT_TRUE(volume.starts_with(u"\\\\?\\Volume{")) << machine::toUtf8(volume);
         EXPECT_TRUE(volume.ends_with(u"}")) << machine::toUtf8(volume);
     }
@@ -203,6 +206,7 @@ TEST_F(LiveMachine, RootIsNotBelowItself) {
 
 TEST_F(LiveMachine, EveryDeviceIsFoundByItsInstanceId) {
     machine::DeviceTree const & tree = pc->devices();
+    EXPECT_GT(tree.size(), 1U); // the root
     for (NodeId node = 2; node <= tree.size(); ++node) {
         EXPECT_EQ(tree.findByInstanceId(tree[node].instanceId), node) << machine::toUtf8(tree[node].instanceId);
     }

@@ -69,14 +69,14 @@ public:
         return disk == 0 || bus_.disks[disk - 1]->media(clock_->now() - start_) != MediaState::Unplugged;
     }
 
-    std::vector<std::u16string> volumes() const override {
-        std::vector<std::u16string> paths;
+    VolumePaths volumes() const override {
+        VolumePaths volumes;
         for (auto const & disk : bus_.disks) {
             for (VolumeState const & volume : disk->volumes) {
-                paths.push_back(volume.path);
+                volumes.paths.push_back(volume.path);
             }
         }
-        return paths;
+        return volumes;
     }
 
     std::uint32_t take(Resource resource) override {

@@ -94,15 +94,16 @@ private:
 
 } // namespace
 
-std::vector<std::u16string> volumePaths() {
+VolumePaths volumePaths() {
     std::array<wchar_t, MAX_PATH> name{};
     constexpr auto size = static_cast<DWORD>(name.size());
     FoundVolumes const found(name.data(), size);
-    std::vector<std::u16string> paths;
+    VolumePaths volumes;
     for (bool more = found.any(); more; more = found.next(name.data(), size)) {
-        paths.push_back(withoutLastBackslash(name.data()));
+        volumes.paths.push_back(withoutLastBackslash(name.data()));
     }
-    return paths;
+    volumes.complete = GetLastError() == ERROR_NO_MORE_FILES;
+    return volumes;
 }
 
 std::u16string diskPath(std::uint32_t number) {
@@ -112,7 +113,7 @@ std::u16string diskPath(std::uint32_t number) {
 DiskQueries::DiskQueries(std::shared_ptr<ControlThreads> const & threads) : threads_(threads) {
     systemDisks_ = disksBelow(Device(fromWide(volumeOf(windowsFolder())), 0, threads));
     applicationDisks_ = disksBelow(Device(fromWide(volumeOf(programFile())), 0, threads));
-    for (std::u16string const & path : volumePaths()) {
+    for (std::u16string const & path : volumePaths().paths) {
         Device const volume(path, 0, threads);
         std::vector<std::byte> nothing;
         if (volume.ask(IOCTL_DISK_IS_WRITABLE, {}, nothing) == ERROR_WRITE_PROTECT) {

@@ -16,7 +16,7 @@ class ControlThreads;
 inline constexpr std::uint32_t unknownDisk = std::numeric_limits<std::uint32_t>::max();
 
 // The paths of the volumes, such as \\?\Volume{...}.
-std::vector<std::u16string> volumePaths();
+VolumePaths volumePaths();
 
 // \\.\PhysicalDriveN.
 std::u16string diskPath(std::uint32_t number);

@@ -57,7 +57,7 @@ public:
 
     Clock & clock() override { return clock_; }
 
-    std::vector<std::u16string> volumes() const override { return windows::volumePaths(); }
+    VolumePaths volumes() const override { return windows::volumePaths(); }
 
     std::uint32_t take(Resource) override { return ERROR_SUCCESS; }
 

@@ -70,7 +70,7 @@ std::vector<Name> namesOf(machine::DeviceTree const & tree) {
 
 // The volumes of drives, with which Windows lists them, lead to those of the description.
 void addVolumes(machine::Machine const & machine, std::span<wchar_t * const> drives, std::vector<Name> & names) {
-    std::vector<std::u16string> const volumes = machine.volumes();
+    std::vector<std::u16string> const volumes = machine.volumes().paths;
     if (volumes.size() > drives.size()) {
         throw std::runtime_error("the description has more volumes than there are drives for them");
     }
