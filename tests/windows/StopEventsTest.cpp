@@ -103,6 +103,26 @@ TEST_F(StopEvents, SessionThatEndsAsksForTheStopAndWaits) {
     EXPECT_FALSE(*returned);
 }
 
+// As programs are asked to close that have a window.
+TEST_F(StopEvents, ClosedWindowIsARequestAndStays) {
+    WNDCLASSW look{};
+    look.lpfnWndProc = terminal::onSessionMessage;
+    look.hInstance = GetModuleHandleW(nullptr);
+    look.lpszClassName = L"nuvrusb test";
+    ASSERT_NE(RegisterClassW(&look), 0);
+    HWND const window = CreateWindowExW(0, look.lpszClassName, L"test", 0, 0, 0, 0, 0, nullptr, nullptr, look.hInstance,
+                                        nullptr);
+    ASSERT_NE(window, nullptr);
+
+    SendMessageW(window, WM_CLOSE, 0, 0);
+
+    EXPECT_TRUE(isRequested());
+    EXPECT_EQ(WaitForSingleObject(terminal::stopRequests().end, 0), WAIT_TIMEOUT);
+    EXPECT_NE(IsWindow(window), FALSE);
+    DestroyWindow(window);
+    UnregisterClassW(look.lpszClassName, look.hInstance);
+}
+
 TEST_F(StopEvents, AreSeenByTheConsole) {
     auto const console = terminal::openStandardConsole();
     ASSERT_FALSE(console->stopRequested());

@@ -31,6 +31,10 @@ LRESULT CALLBACK onSessionMessage(HWND window, UINT message, WPARAM ends, LPARAM
     if (message == WM_QUERYENDSESSION) {
         return TRUE; // as far as this program is concerned
     }
+    if (message == WM_CLOSE) { // which would take the window away otherwise, and with it the word of the session's end
+        onControlEvent(CTRL_C_EVENT);
+        return 0;
+    }
     if (message != WM_ENDSESSION) {
         return DefWindowProcW(window, message, ends, reason);
     }
