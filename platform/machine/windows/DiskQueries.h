@@ -1,6 +1,6 @@
 #pragma once
 
-#include "machine/DeviceTree.h"
+#include "machine/Machine.h"
 
 #include <cstdint>
 #include <limits>
