@@ -2,6 +2,7 @@
 
 #include "kernel.h"
 #include "kernel/Runtime.h"
+#include "libMedia2/RecordQuery.h"
 #include "machine/Machine.h"
 #include "machine/StorageDescriptor.h"
 #include "machine/Text.h"
@@ -91,6 +92,19 @@ std::uint32_t checkIsStill(KnownDisk const & disk, kernel::HANDLE open) {
     }
     bool const isSame =
         areSame(found->serialNumber, disk.facts->serialNumber) && areSame(found->product, disk.facts->product);
+    return isSame ? kernel::ERROR_SUCCESS : kernel::ERROR_MEDIA_CHANGED;
+}
+
+std::uint32_t checkHasStillSize(DiskIdentity const & known, kernel::HANDLE open) {
+    if (known.size == 0) {
+        return kernel::ERROR_SUCCESS;
+    }
+    std::uint32_t const sectorSize = libMedia2::askSectorSize(open);
+    std::uint64_t const count = sectorSize != 0 ? libMedia2::askSectorCount(open, sectorSize) : 0;
+    if (count == 0) {
+        return kernel::GetLastError();
+    }
+    bool const isSame = sectorSize == known.sectorSize && count * sectorSize == known.size;
     return isSame ? kernel::ERROR_SUCCESS : kernel::ERROR_MEDIA_CHANGED;
 }
 

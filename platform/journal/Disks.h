@@ -26,4 +26,9 @@ DiskIdentity identityOf(KnownDisk const & disk);
 // the error tells why. A disk that says nothing of itself, as it did not when the tree was read, is taken for it.
 std::uint32_t checkIsStill(KnownDisk const & disk, kernel::HANDLE open);
 
+// Whether the disk that is open has the size that was told before: a card reader says the same of itself whatever card
+// is in it. 0 when it has, or when no size is known; 1110 when it has another one; else the error for which it does not
+// tell.
+std::uint32_t checkHasStillSize(DiskIdentity const & known, kernel::HANDLE open);
+
 } // namespace journal

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace journal {
 
@@ -22,22 +23,11 @@ std::string utf8(fs::path const & path) {
     return {text.begin(), text.end()};
 }
 
-// On Windows some standard libraries tell these as errors of C, whose numbers mean something else there.
-std::uint32_t errorOf(std::error_code const & failure) {
-    if (failure == std::errc::not_a_directory) {
-        return kernel::ERROR_PATH_NOT_FOUND;
-    }
-    if (failure == std::errc::permission_denied) {
-        return kernel::ERROR_ACCESS_DENIED;
-    }
-    return windowsError(failure);
-}
-
 // The folder, or the nearest one above it that exists.
 fs::path existing(fs::path path) {
     std::error_code ignored;
     path = fs::absolute(path, ignored);
-    while (!fs::exists(path, ignored) && path.has_relative_path()) {
+    while (!isFolder(path) && path.has_relative_path()) {
         path = path.parent_path();
     }
     return path;
@@ -52,18 +42,22 @@ public:
 
     // Each new folder has to outlast a loss of power, too, which the name in the folder above it decides.
     std::uint32_t make() override {
-        std::error_code failure;
-        if (fs::is_directory(folder_, failure)) {
+        if (isFolder(folder_)) {
             return kernel::ERROR_SUCCESS;
         }
-        fs::path const stop = existing(folder_);
-        fs::create_directories(folder_, failure);
-        if (failure) {
-            return errorOf(failure);
+        std::error_code ignored;
+        std::vector<fs::path> missing{fs::absolute(folder_, ignored)}; // each in the next one
+        for (fs::path above = missing.back().parent_path(); above.has_relative_path() && !isFolder(above);
+             above = above.parent_path()) {
+            missing.push_back(above);
         }
-        for (fs::path made = fs::absolute(folder_, failure); made != stop && made.has_relative_path();) {
-            made = made.parent_path();
-            if (std::uint32_t const error = syncFolder(made); error != kernel::ERROR_SUCCESS) {
+        for (auto each = missing.rbegin(); each != missing.rend(); ++each) {
+            if (std::uint32_t const error = makeFolder(*each); error != kernel::ERROR_SUCCESS) {
+                return error;
+            }
+        }
+        for (fs::path const & made : missing) {
+            if (std::uint32_t const error = syncFolder(made.parent_path()); error != kernel::ERROR_SUCCESS) {
                 return error;
             }
         }
@@ -77,22 +71,11 @@ public:
         return renameFile(folder_ / pathFrom(from), folder_ / pathFrom(to));
     }
     std::uint32_t remove(std::string const & name) override { return removeFile(folder_ / pathFrom(name)); }
-    std::uint32_t syncNames() override { return syncFolder(folder_); }
-
-    Names list() override {
-        Names found;
-        std::error_code failure;
-        for (fs::directory_iterator each(folder_, failure), end; !failure && each != end; each.increment(failure)) {
-            found.names.push_back(utf8(each->path().filename()));
-        }
-        if (failure == std::errc::no_such_file_or_directory || failure == std::errc::not_a_directory) {
-            std::error_code ignored;
-            found.error = fs::exists(folder_, ignored) ? notAFolder : kernel::ERROR_PATH_NOT_FOUND;
-        } else if (failure) {
-            found.error = errorOf(failure);
-        }
-        return found;
+    std::uint32_t removeAbandoned(std::string const & name) override {
+        return removeAbandonedFile(folder_ / pathFrom(name));
     }
+    std::uint32_t syncNames() override { return syncFolder(folder_); }
+    Names list() override { return namesIn(folder_); }
 
     std::optional<std::uint64_t> room() override {
         std::error_code failure;

@@ -15,10 +15,13 @@ Result<StoredBytes> openFile(std::filesystem::path const & path);
 // Never in the place of another file; where the file system cannot do that, it looks first.
 std::uint32_t renameFile(std::filesystem::path const & from, std::filesystem::path const & to);
 std::uint32_t removeFile(std::filesystem::path const & path);
+std::uint32_t removeAbandonedFile(std::filesystem::path const & path);
 std::uint32_t syncFolder(std::filesystem::path const & folder);
 
-// The Windows error that says the same as an error of the standard library.
-std::uint32_t windowsError(std::error_code const & error);
+bool isFolder(std::filesystem::path const & path); // through links
+// In a folder that exists. No error when it is there already, 3 when something else is in its place.
+std::uint32_t makeFolder(std::filesystem::path const & folder);
+Storage::Names namesIn(std::filesystem::path const & folder);
 
 // The folder exists.
 FolderPlace placeOfExisting(std::filesystem::path const & folder, std::string const & backing);

@@ -136,8 +136,8 @@ Result<StoredFile> Journal::createNext(std::uint64_t & sequence) {
     std::string name; // of what was created
     auto const giveBack = [&](std::uint32_t error) -> Result<StoredFile> {
         if (created.file) {
-            created.file.reset();
             storage_.remove(name);
+            created.file.reset();
         }
         return {nullptr, error};
     };
@@ -187,26 +187,28 @@ Journal::Kept Journal::keepAs(std::string_view ending, DiskIdentity const & disk
         error = storage_.rename(unsafe, open.name);
     }
     if (error != kernel::ERROR_SUCCESS) {
-        open.file.reset();
         storage_.remove(unsafe);
         return {std::nullopt, error};
     }
     error = storage_.syncNames();
     if (error != kernel::ERROR_SUCCESS) {
-        close(std::move(open)); // nothing will be overwritten, so nothing is owed
-        return {std::nullopt, error};
+        std::string const name = open.name;
+        return {std::nullopt, error, name, close(std::move(open))}; // nothing is overwritten yet: nobody wants it back
     }
     return {std::move(open), kernel::ERROR_SUCCESS};
 }
 
 Journal::Closed Journal::close(OpenEntry entry) {
-    entry.file.reset();
-    return close(entry.name);
+    return giveUp(entry.name, std::move(entry.file));
+}
+
+Journal::Closed Journal::close(std::string const & name) {
+    return giveUp(name, nullptr);
 }
 
 // The name is changed only when the removal has failed: that is the rare case, and a removal that a loss of power
 // undoes brings back no more than a change of the name would.
-Journal::Closed Journal::close(std::string const & name) {
+Journal::Closed Journal::giveUp(std::string const & name, std::unique_ptr<StoredFile> open) {
     Closed closed{.error = storage_.remove(name), .isOwed = false, .file = {}};
     if (closed.error != kernel::ERROR_SUCCESS) {
         closed.file = name;
@@ -218,6 +220,7 @@ Journal::Closed Journal::close(std::string const & name) {
         }
         closed.file = renamed;
     }
+    open.reset(); // a file that is open may go only now, and that is to last
     if (std::uint32_t const error = storage_.syncNames(); error != kernel::ERROR_SUCCESS) {
         closed.error = error;
         closed.isOwed = true;

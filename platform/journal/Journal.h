@@ -27,21 +27,25 @@ class Journal {
 public:
     explicit Journal(Storage & storage) : storage_(storage) {} // which outlives it
 
-    // Keeps a backup. When it returns without an error, a loss of power leaves the backup where it is. The error is the
-    // storage's. Blocks for its writes.
-    struct Kept {
-        std::optional<OpenEntry> entry;
-        std::uint32_t error = 0;
-    };
-    Kept keep(DiskIdentity const & disk, Range const & range, Bytes backup);
-
-    // Gives up an entry whose bytes are back, or that nobody wants back: removes its file, which is not open. A file
-    // that cannot be removed gets a name under which it owes nothing.
     struct Closed {
         std::uint32_t error = 0; // of the removal, or of making it last
         bool isOwed = false;     // the entry is in force still, or may be again after a loss of power
         std::string file;        // that is left over; empty: none
     };
+
+    // Keeps a backup. When it returns without an error, a loss of power leaves the backup where it is. The error is the
+    // storage's. Blocks for its writes.
+    struct Kept {
+        std::optional<OpenEntry> entry;
+        std::uint32_t error = 0;
+        std::string failed = {}; // the file of a backup that failed when it had got its proper name
+        Closed left = {};        // what became of giving that one up
+    };
+    Kept keep(DiskIdentity const & disk, Range const & range, Bytes backup);
+
+    // Gives up an entry whose bytes are back, or that nobody wants back: removes its file. An open one is closed only
+    // once it is gone, so that nobody takes the entry for an abandoned one. A file that cannot be removed gets a name
+    // under which it owes nothing.
     Closed close(OpenEntry entry);
     Closed close(std::string const & name);
 
@@ -52,13 +56,15 @@ public:
 private:
     Kept keepAs(std::string_view ending, DiskIdentity const & disk, Range const & range, Bytes backup);
     Result<StoredFile> createNext(std::uint64_t & sequence);
+    Closed giveUp(std::string const & name, std::unique_ptr<StoredFile> open);
 
     Storage & storage_;
     std::uint64_t lastSequence_ = 0;
 };
 
-// No backup can be kept any more: there is a file with the highest number that a name can have.
-inline constexpr std::uint32_t noNumberLeft = 206;
+// No backup can be kept any more: there is a file with the highest number that a name can have. No storage fails with
+// it.
+inline constexpr std::uint32_t noNumberLeft = 534;
 
 struct FoundEntry {
     enum class State {

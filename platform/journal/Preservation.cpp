@@ -44,29 +44,52 @@ void Preservation::endPass(std::u16string_view path) {
     }
 }
 
+// 0, 1110 or another error, as those of Disks.h.
+std::uint32_t Preservation::checkIsTheDisk(Pass const & pass, kernel::HANDLE open) {
+    std::uint32_t const error = checkIsStill(pass.known, open);
+    return error != kernel::ERROR_SUCCESS ? error : checkHasStillSize(pass.disk, open);
+}
+
+void Preservation::noteSize(std::u16string const & disk, std::uint64_t diskSize, std::uint32_t sectorSize) {
+    DiskIdentity & known = passes_.at(disk).disk;
+    if (known.size == 0) {
+        known.size = diskSize;
+        known.sectorSize = sectorSize;
+    }
+}
+
 void Preservation::noteOpened(std::u16string const & disk, kernel::HANDLE open) {
     Pass & pass = passes_.at(disk);
-    std::uint32_t const error = checkIsStill(pass.known, open);
-    // Without a backup in hand the disk is asked again when one is made, or its loss was accepted.
-    pass.whyNotToWrite = error == kernel::ERROR_MEDIA_CHANGED || pass.backup ? error : kernel::ERROR_SUCCESS;
+    std::uint32_t const error = checkIsTheDisk(pass, open);
+    if (error == kernel::ERROR_SUCCESS || error == kernel::ERROR_MEDIA_CHANGED) {
+        pass.whyNotToWrite = error;
+    } else if (pass.whyNotToWrite != kernel::ERROR_MEDIA_CHANGED) { // another disk stays one until it tells otherwise
+        // Without a backup in hand the disk is asked again when one is made, or its loss was accepted.
+        pass.whyNotToWrite = pass.backup ? error : kernel::ERROR_SUCCESS;
+    }
 }
 
 std::uint32_t Preservation::keep(std::u16string const & disk, kernel::HANDLE open, std::uint64_t diskSize,
                                  std::uint32_t sectorSize, Range const & range, Bytes backup) {
     Pass & pass = passes_.at(disk);
     settle(pass);
-    // Also when it was asked before: the answer takes no access to the medium.
-    if (std::uint32_t const error = checkIsStill(pass.known, open); error != kernel::ERROR_SUCCESS) {
+    noteSize(disk, diskSize, sectorSize);
+    // Also when it was asked before: nothing is timed now, and a card may have been exchanged without the handle.
+    bool const isOfThatSize = pass.disk.size == diskSize && pass.disk.sectorSize == sectorSize;
+    std::uint32_t const error = isOfThatSize ? checkIsTheDisk(pass, open) : kernel::ERROR_MEDIA_CHANGED;
+    if (error != kernel::ERROR_SUCCESS) {
         pass.whyNotToWrite = error == kernel::ERROR_MEDIA_CHANGED ? error : pass.whyNotToWrite;
         return error;
     }
     pass.whyNotToWrite = kernel::ERROR_SUCCESS; // whatever it said when it was opened
-    pass.disk.size = diskSize;
-    pass.disk.sectorSize = sectorSize;
     Backup made{.entry = {.disk = pass.disk, .range = range}, .buffer = backup.data(), .kept = std::nullopt};
     if (journal_) {
         Journal::Kept kept = journal_->keep(pass.disk, range, backup);
         if (!kept.entry) {
+            if (kept.left.isOwed) {
+                debts_.push_back({pass.disk, range, Debt::Reason::NotClosed,
+                                  storage_->pathOf(kept.left.file.empty() ? kept.failed : kept.left.file)});
+            }
             return kept.error;
         }
         made.kept = std::move(kept.entry);
@@ -130,8 +153,7 @@ void Preservation::closeEntry(Backup backup) {
         return;
     }
     std::string const name = backup.kept->name;
-    backup.kept->file.reset();
-    Journal::Closed const closed = journal_->close(name);
+    Journal::Closed const closed = journal_->close(std::move(*backup.kept));
     if (closed.error != kernel::ERROR_SUCCESS) {
         debts_.push_back({backup.entry.disk, backup.entry.range, Debt::Reason::NotClosed,
                           storage_->pathOf(closed.file.empty() ? name : closed.file)});

@@ -25,7 +25,7 @@ struct Debt {
     enum class Reason {
         NotWritten, // the restore failed, or was never tried
         Differs,    // something else was read back, or nothing could be
-        NotClosed,  // the bytes are back, but the file with the backup could not be removed
+        NotClosed,  // the file with the backup could not be removed, though the bytes are back or the backup had failed
     };
     DiskIdentity disk;
     Range range;
@@ -53,10 +53,13 @@ public:
 
     // For the disk of a pass that is under way.
 
+    // Whoever was told the size of the disk says so; never 0. A disk that tells another one later is another one.
+    void noteSize(std::u16string const & disk, std::uint64_t diskSize, std::uint32_t sectorSize);
     // Whoever has opened the disk anew says so, before anything is timed: a path may lead to another disk by then.
     void noteOpened(std::u16string const & disk, kernel::HANDLE open);
     // Keeps a backup that was read by an open handle: when it returns 0, the range may be overwritten. Else the error
-    // of the journal's storage, or 1110 when the handle is of another disk than the device tree tells of.
+    // of the journal's storage, or 1110 when the handle is of another disk than the device tree tells of, or of one of
+    // another size than was told before.
     std::uint32_t keep(std::u16string const & disk, kernel::HANDLE open, std::uint64_t diskSize,
                        std::uint32_t sectorSize, Range const & range, Bytes backup);
     // Cheap: these are asked before every write, some of which are timed.
@@ -84,6 +87,7 @@ private:
         std::uint32_t whyNotToWrite = 0; // what is open now
     };
 
+    static std::uint32_t checkIsTheDisk(Pass const & pass, kernel::HANDLE open);
     void settle(Pass & pass);
     void closeEntry(Backup backup);
     void owe(Backup backup, Debt::Reason reason);

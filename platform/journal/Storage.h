@@ -59,7 +59,10 @@ public:
     virtual Result<StoredBytes> open(std::string const & name) = 0;  // error 32 while it is being written
     // At once or not at all; error 80 when there is one of that name.
     virtual std::uint32_t rename(std::string const & from, std::string const & to) = 0;
-    virtual std::uint32_t remove(std::string const & name) = 0;
+    virtual std::uint32_t remove(std::string const & name) = 0; // also while it is being written
+    // Error 32 while anybody has it open, 2 when there is none. Nobody begins to write it between the look and the
+    // removal.
+    virtual std::uint32_t removeAbandoned(std::string const & name) = 0;
     virtual std::uint32_t syncNames() = 0; // returns once renames and removals outlast a loss of power
 
     struct Names {

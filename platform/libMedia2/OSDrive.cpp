@@ -136,8 +136,11 @@ struct OSDrive::State {
         if (size == 0) {
             return 0;
         }
-        auto const length = askRecord<kernel::GET_LENGTH_INFORMATION>(handle(), kernel::IOCTL_DISK_GET_LENGTH_INFO);
-        knownSectorCount = length && length->Length > 0 ? static_cast<std::uint64_t>(length->Length) / size : 0;
+        knownSectorCount = libMedia2::askSectorCount(handle(), size);
+        std::u16string disk;
+        if (journal::Preservation * const keeper = preservation(disk); keeper != nullptr && knownSectorCount != 0) {
+            keeper->noteSize(disk, knownSectorCount * size, size);
+        }
         return knownSectorCount;
     }
 
@@ -178,8 +181,9 @@ struct OSDrive::State {
         std::uint32_t const errorBefore = kernel::GetLastError();
         std::uint64_t const sectors = knownSectorCount != 0 ? knownSectorCount : askSectorCount();
         std::uint32_t const error =
-            keeper->keep(disk, handle(), sectors * sectorSize(), sectorSize(), range,
-                         {static_cast<std::byte const *>(buffer), static_cast<std::size_t>(byteCount)});
+            sectors == 0 ? kernel::GetLastError() // where the backup belongs could not be told later
+                         : keeper->keep(disk, handle(), sectors * sectorSize(), sectorSize(), range,
+                                        {static_cast<std::byte const *>(buffer), static_cast<std::size_t>(byteCount)});
         if (error != kernel::ERROR_SUCCESS) {
             errorType = Other;
             return kernel::fail(error);

@@ -34,4 +34,17 @@ inline std::uint32_t askSectorSize(kernel::HANDLE disk) {
     return geometry->Geometry.BytesPerSector;
 }
 
+// Whole sectors of that size of an open disk; 0 when it does not tell, and the kernel's last error then tells why.
+inline std::uint64_t askSectorCount(kernel::HANDLE disk, std::uint32_t sectorSize) {
+    auto const length = askRecord<kernel::GET_LENGTH_INFORMATION>(disk, kernel::IOCTL_DISK_GET_LENGTH_INFO);
+    if (!length) {
+        return 0;
+    }
+    std::uint64_t const count = length->Length > 0 ? static_cast<std::uint64_t>(length->Length) / sectorSize : 0;
+    if (count == 0) {
+        kernel::SetLastError(kernel::ERROR_GEN_FAILURE);
+    }
+    return count;
+}
+
 } // namespace libMedia2

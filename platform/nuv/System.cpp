@@ -13,7 +13,7 @@ struct Sentence {
 };
 
 // In ascending order of codes.
-constexpr std::array<Sentence, 47> sentences{{
+constexpr std::array<Sentence, 51> sentences{{
     {0, "Nothing failed."},
     {1, "The device does not know this request."},
     {2, "There is no file or device of this name."},
@@ -38,12 +38,16 @@ constexpr std::array<Sentence, 47> sentences{{
     {32, "Somebody else has the file or device open and does not share it."},
     {33, "Somebody else has locked this part of the file."},
     {50, "The device does not support this request."},
+    {53, "The server was not found."},
     {55, "The device is no longer there."},
+    {67, "The server does not have this share."},
     {87, "A parameter of the request is wrong."},
     {112, "The medium is full."},
     {121, "The device did not answer in time."},
     {122, "The buffer of the request is too small."},
+    {123, "This name is too long, or the system does not allow it."},
     {170, "The device is in use."},
+    {206, "This name or path is longer than the system allows."},
     {234, "There is more data than the buffer of the request holds."},
     {433, "The device is gone."},
     {483, "The request failed because of a defect of the device."},

@@ -169,7 +169,6 @@ Noted noteFolder(journal::Storage & usual, std::string const & folder) {
         error = usual.rename(unsafe, note.name);
     }
     if (error != kernel::ERROR_SUCCESS) {
-        note.file.reset();
         usual.remove(unsafe);
         return {std::nullopt, error};
     }
@@ -182,8 +181,8 @@ Noted noteFolder(journal::Storage & usual, std::string const & folder) {
 }
 
 std::uint32_t takeBack(journal::Storage & usual, OpenNote note) {
-    note.file.reset();
-    std::uint32_t const error = usual.remove(note.name);
+    std::uint32_t const error = usual.remove(note.name); // while nobody takes it for that of a run that was cut short
+    note.file.reset();                                   // a file that is open may go only now
     return error != kernel::ERROR_SUCCESS ? error : usual.syncNames();
 }
 
@@ -217,7 +216,7 @@ FolderNotes folderNotes(journal::Storage & usual) {
 
 void removeUnfinished(journal::Storage & usual, FolderNotes const & notes) {
     for (std::string const & name : notes.unfinished) {
-        usual.remove(name);
+        usual.removeAbandoned(name); // a run may have begun to write it meanwhile
     }
 }
 

@@ -79,7 +79,7 @@ std::string reasonText(journal::Debt::Reason reason) {
     case journal::Debt::Reason::Differs:
         return "was written back, but could not be read back as it was";
     case journal::Debt::Reason::NotClosed:
-        return "is back in place, but its backup could not be removed";
+        return "has a backup that could not be removed";
     }
     return "was overwritten and could not be written back";
 }

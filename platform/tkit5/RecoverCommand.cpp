@@ -199,7 +199,7 @@ private:
     // Removes what is owed to nobody: looked for again, since a run may have begun meanwhile.
     void cleanUp() {
         for (std::string const & name : journal::survey(*storage_).unfinished) {
-            storage_->remove(name);
+            storage_->removeAbandoned(name);
         }
         if (!looksElsewhere_) {
             return;

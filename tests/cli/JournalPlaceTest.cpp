@@ -50,6 +50,10 @@ protected:
         Pc const pc(backing);
         return tkit5::whyNoJournal(folder(), pc.disks());
     }
+    static std::string whyNotIn(fs::path const & folder) {
+        Pc const pc({});
+        return tkit5::whyNoJournal(folder.string(), pc.disks());
+    }
 
     // In memory, so that it lies on no disk.
     static fs::path folderInMemory() {
@@ -86,6 +90,22 @@ TEST_F(JournalPlace, AFolderInMemoryIsUsedWithAWarning) {
 
     bool const isUsualInMemory = support::isInMemory(journal_);
     EXPECT_EQ(contains(runCli(runOn(pc())).errors, "is in memory"), isUsualInMemory);
+}
+
+// Nothing is wrong with a device then.
+TEST_F(JournalPlace, AFolderThatCannotBeMadeIsRefusedForItsName) {
+    fs::path const odd = journal_ / "a<b"; // which some systems allow
+    std::string const why = whyNotIn(odd);
+    std::string const sentence = " cannot be used. This name is too long, or the system does not allow it.";
+    EXPECT_EQ(why, fs::is_directory(odd) ? "" : odd.string() + sentence);
+
+    fs::path const tooLong = journal_ / std::string(300, 'n');
+    std::string const whyNotSoLong = whyNotIn(tooLong);
+    std::vector<std::string> const reasons{tooLong.string() + " cannot be used. This name or path is longer than the "
+                                                              "system allows.",
+                                           tooLong.string() + sentence, // as Windows says, and Wine:
+                                           tooLong.string() + " cannot be used. There is no folder of this name."};
+    EXPECT_EQ(std::ranges::count(reasons, whyNotSoLong), 1) << whyNotSoLong;
 }
 
 // Whose volumes are locked during the run.

@@ -4,10 +4,12 @@
 #include "journal/Journal.h"
 #include "kernel.h"
 #include "kernel/Runtime.h"
+#include "support/FakeConsole.h"
 #include "support/Forwarding.h"
 #include "support/MemoryStorage.h"
 #include "support/StoredDisk.h"
 #include "support/SwappedPc.h"
+#include "tkit5/RecoverCommand.h"
 
 #include <gtest/gtest.h>
 
@@ -274,6 +276,32 @@ TEST_F(RecoveryTest, WithoutMemoryNothingIsWritten) {
     EXPECT_EQ(outcome.kind, Kind::Refused);
     EXPECT_EQ(outcome.text, "There is not enough memory.");
     EXPECT_EQ(bytes_->bytes, before);
+}
+
+// After it was seen to be abandoned, a run has removed it and begun to write another one of that name.
+TEST_F(RecoveryTest, AnUnfinishedFileThatARunHasBegunToWriteMeanwhileIsLeft) {
+    owe(512);
+    std::string const name = "backup-000007.new";
+    files_->put("backup-000001.new", {});
+    files_->put(name, {});
+    journal::Result<journal::StoredFile> written;
+    auto const machine = pc();
+    machine::InUse const inUse(*machine);
+    tkit5::DeviceCatalog const catalog;
+    tkit5::Options options;
+    options.command = tkit5::Command::Recover;
+    options.discard = options.allowDestructive = true;
+    FakeConsole console;
+    auto const takeName = [&] {
+        EXPECT_EQ(storage_.remove(name), 0U);
+        written = storage_.create(name);
+    };
+    // The backup is removed first, and then the other unfinished file.
+    files_->beforeRemove = [&] { files_->beforeRemove = [&] { files_->beforeRemove = takeName; }; };
+    EXPECT_EQ(tkit5::recoverOwed(options, console, catalog, std::make_unique<support::MemoryStorage>(files_)), 0)
+        << console.output() << console.errors();
+    ASSERT_TRUE(written.file);
+    EXPECT_EQ(files_->names(), Lines{name});
 }
 
 } // namespace

@@ -108,6 +108,31 @@ TEST_F(FolderTest, FailuresCarryTheErrorOfTheSystem) {
     EXPECT_EQ(storage->open("a").file->read(0, byte), kernel::ERROR_HANDLE_EOF);
 }
 
+TEST_F(FolderTest, AFileThatIsBeingWrittenIsNotRemovedAsAbandoned) {
+    auto const storage = journal::folderStorage(folder());
+    ASSERT_EQ(storage->make(), 0U);
+    auto written = storage->create("a").file;
+    ASSERT_TRUE(written);
+    EXPECT_EQ(storage->removeAbandoned("a"), kernel::ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(written->write(std::vector<std::byte>(1)), 0U);
+    EXPECT_EQ(storage->rename("a", "b"), 0U);
+    written.reset();
+    EXPECT_EQ(storage->removeAbandoned("a"), kernel::ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(storage->removeAbandoned("b"), 0U);
+    EXPECT_EQ(files(), 0U);
+}
+
+TEST_F(FolderTest, AFileThatIsBeingWrittenCanBeRemovedByItsWriter) {
+    auto const storage = journal::folderStorage(folder());
+    ASSERT_EQ(storage->make(), 0U);
+    auto written = storage->create("a").file;
+    ASSERT_TRUE(written);
+    EXPECT_EQ(storage->remove("a"), 0U);
+    written.reset();
+    EXPECT_EQ(files(), 0U);
+    EXPECT_EQ(storage->open("a").error, kernel::ERROR_FILE_NOT_FOUND);
+}
+
 TEST_F(FolderTest, NoFileIsRenamedIntoThePlaceOfAnother) {
     auto const storage = journal::folderStorage(folder());
     ASSERT_EQ(storage->make(), 0U);
@@ -120,9 +145,84 @@ TEST_F(FolderTest, NoFileIsRenamedIntoThePlaceOfAnother) {
 TEST_F(FolderTest, AFileInThePlaceOfTheFolderCannotBeUsed) {
     fs::create_directories(top_);
     std::ofstream(top_ / "state") << "a file";
-    auto const storage = journal::folderStorage(folder());
-    EXPECT_NE(Journal(*storage).tryOut(), 0U);
-    EXPECT_EQ(journal::folderStorage((top_ / "state").string())->list().error, journal::notAFolder);
+    auto const below = journal::folderStorage(folder());
+    EXPECT_EQ(Journal(*below).tryOut(), kernel::ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(below->list().error, kernel::ERROR_PATH_NOT_FOUND);
+    EXPECT_GT(below->room().value_or(0), 0U);
+    auto const there = journal::folderStorage((top_ / "state").string());
+    EXPECT_EQ(there->make(), kernel::ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(there->list().error, journal::notAFolder);
+    EXPECT_TRUE(fs::is_regular_file(top_ / "state"));
+}
+
+TEST_F(FolderTest, IsMadeWhereItsPathLeadsUpAndEndsWithASeparator) {
+    std::string const roundabout = (top_ / "a" / ".." / "b" / "").string();
+    auto const storage = journal::folderStorage(roundabout);
+    ASSERT_EQ(storage->make(), 0U);
+    EXPECT_EQ(storage->make(), 0U);
+    ASSERT_TRUE(storage->create("c").file);
+    EXPECT_TRUE(fs::exists(top_ / "b" / "c"));
+    EXPECT_EQ(storage->list().names, std::vector<std::string>{"c"});
+}
+
+TEST_F(FolderTest, ANameThatIsTooLongIsToldAsSuch) {
+    auto const storage = journal::folderStorage((top_ / std::string(300, 'n')).string());
+    std::vector<std::uint32_t> const errors{206, 123, kernel::ERROR_PATH_NOT_FOUND}; // Linux, Windows, Wine
+    EXPECT_EQ(std::ranges::count(errors, storage->make()), 1);
+    EXPECT_EQ(std::ranges::count(errors, storage->list().error), 1);
+    EXPECT_TRUE(fs::is_empty(top_));
+}
+
+// A path of more than 260 characters, which once was all that Windows had room for.
+class LongPathTest : public FolderTest {
+protected:
+    LongPathTest() { removeDeep(); }
+    ~LongPathTest() override { removeDeep(); }
+
+    fs::path deep() const { return top_ / std::string(130, 'a') / std::string(130, 'b') / std::string(130, 'c'); }
+
+    // Where the program may have such paths, the tests may not.
+    bool isAllowed() const {
+        std::error_code failure;
+        fs::create_directories(deep(), failure);
+        removeDeep();
+        return !failure;
+    }
+
+private:
+    // One by one: not every standard library finds them all.
+    void removeDeep() const {
+        std::error_code ignored;
+        for (std::string const & name : journal::folderStorage(deep().string())->list().names) {
+            fs::remove(deep() / name, ignored);
+        }
+        for (fs::path each = deep(); each != top_; each = each.parent_path()) {
+            fs::remove(each, ignored);
+        }
+    }
+};
+
+TEST_F(LongPathTest, BackupsAreKeptAndFound) {
+    if (!isAllowed()) {
+        GTEST_SKIP() << "this system has no such paths, or not for this program";
+    }
+    auto const storage = journal::folderStorage(deep().string());
+    EXPECT_EQ(storage->list().error, kernel::ERROR_PATH_NOT_FOUND);
+    Journal journal(*storage);
+    ASSERT_EQ(journal.tryOut(), 0U);
+    EXPECT_GT(storage->room().value_or(0), 0U);
+    Journal::Kept kept = journal.keep(stick_, {3, 5}, backup_);
+    ASSERT_TRUE(kept.entry);
+    EXPECT_EQ(storage->list().names, std::vector<std::string>{kept.entry->name});
+
+    kept.entry->file.reset();
+    journal::Survey const found = journal::survey(*storage);
+    EXPECT_EQ(found.error, 0U);
+    ASSERT_EQ(found.entries.size(), 1U);
+    EXPECT_EQ(found.entries[0].state, FoundEntry::State::Owed);
+    EXPECT_EQ(journal.close(kept.entry->name).error, 0U);
+    EXPECT_TRUE(storage->list().names.empty());
+    EXPECT_EQ(storage->list().error, 0U);
 }
 
 TEST_F(FolderTest, LiesOnNoDiskThatItHasNothingToDoWith) {

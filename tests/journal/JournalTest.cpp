@@ -74,6 +74,16 @@ TEST_F(JournalTest, ClosingRemovesTheEntryForGood) {
     EXPECT_TRUE(disk_->names().empty());
 }
 
+// Else another command would take it for one of a run that was cut short.
+TEST_F(JournalTest, AnEntryIsInUseUntilItsFileIsGone) {
+    Journal::Kept kept = keep(0);
+    std::optional<FoundEntry::State> seen;
+    disk_->beforeRemove = [&] { seen = onlyEntry().state; };
+    EXPECT_EQ(journal_.close(std::move(*kept.entry)).error, 0U);
+    EXPECT_EQ(seen, FoundEntry::State::InUse);
+    EXPECT_TRUE(disk_->names().empty());
+}
+
 TEST_F(JournalTest, AnEntryOfARunningProcessIsInUse) {
     Journal::Kept const kept = keep(0);
     EXPECT_EQ(onlyEntry().state, FoundEntry::State::InUse);
@@ -160,6 +170,27 @@ TEST_F(JournalTest, AFailureAtAnyStepKeepsNothing) {
         }
         EXPECT_GT(call, 6);
     }
+}
+
+// It has its proper name, but that is not known to be safe, and then nothing takes it away.
+TEST_F(JournalTest, AFailedBackupThatStaysInForceIsTold) {
+    int const sync = 8; // of the names
+    disk_->failsFrom = sync;
+    Journal::Kept const kept = keep(0);
+    EXPECT_FALSE(kept.entry);
+    EXPECT_EQ(kept.error, 1117U);
+    EXPECT_TRUE(kept.left.isOwed);
+    EXPECT_EQ(kept.left.file, "backup-000001.undo");
+    disk_->failsFrom.reset();
+    EXPECT_EQ(journal::survey(storage_).entries.size(), 1U);
+}
+
+TEST_F(JournalTest, AFailedBackupThatCouldBeRemovedIsNotOwed) {
+    disk_->failsFrom = disk_->failsTo = 8;
+    Journal::Kept const kept = keep(0);
+    EXPECT_EQ(kept.error, 1117U);
+    EXPECT_FALSE(kept.left.isOwed);
+    EXPECT_TRUE(disk_->names().empty());
 }
 
 TEST_F(JournalTest, AFailedClosingIsTold) {

@@ -36,6 +36,10 @@ public:
         live();
         return storage_.remove(name);
     }
+    std::uint32_t removeAbandoned(std::string const & name) override {
+        live();
+        return storage_.removeAbandoned(name);
+    }
     std::uint32_t syncNames() override {
         live();
         return storage_.syncNames();

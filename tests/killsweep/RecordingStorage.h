@@ -46,6 +46,10 @@ public:
         return changed(recorded_->remove(name),
                        {.kind = Step::Kind::FileRemove, .call = name + " is removed", .file = name});
     }
+    std::uint32_t removeAbandoned(std::string const & name) override {
+        return changed(recorded_->removeAbandoned(name),
+                       {.kind = Step::Kind::FileRemove, .call = name + " is removed", .file = name});
+    }
     std::uint32_t syncNames() override {
         return changed(recorded_->syncNames(), {.kind = Step::Kind::NamesSync, .call = "names are synced"});
     }

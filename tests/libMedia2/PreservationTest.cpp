@@ -120,6 +120,50 @@ TEST_F(DrivePreservation, ABackupThatCannotBeKeptIsAFailedRead) {
     EXPECT_TRUE(read(8, backup_));
 }
 
+// Its name cannot be synced, and then its file can neither be removed nor renamed: it is owed to the disk all the same.
+TEST_F(DrivePreservation, ABackupThatFailsAndStaysIsTold) {
+    begin();
+    storage_->failsFrom = 8;
+    EXPECT_FALSE(read(8, backup_));
+    EXPECT_EQ(storage_->names(), Lines{"backup-000001.undo"});
+    ASSERT_EQ(preservation_->debts().size(), 1U);
+    Debt const & debt = preservation_->debts().front();
+    EXPECT_EQ(debt.disk, (journal::DiskIdentity{"S1", "Stick", std::uint64_t{64} * sectorSize, sectorSize}));
+    EXPECT_EQ(debt.range, (journal::Range{8, count}));
+    EXPECT_EQ(debt.reason, Debt::Reason::NotClosed);
+    EXPECT_EQ(debt.file, "memory/backup-000001.undo");
+}
+
+TEST_F(DrivePreservation, ABackupThatFailsAndMayComeBackIsTold) {
+    begin();
+    storage_->failing = "syncNames";
+    EXPECT_FALSE(read(8, backup_));
+    EXPECT_TRUE(storage_->names().empty());
+    ASSERT_EQ(preservation_->debts().size(), 1U);
+    EXPECT_EQ(preservation_->debts()[0].reason, Debt::Reason::NotClosed);
+    EXPECT_EQ(preservation_->debts()[0].file, "memory/backup-000001.undo");
+}
+
+TEST_F(DrivePreservation, ABackupThatFailsAndGoesIsNoDebt) {
+    begin();
+    storage_->failsFrom = storage_->failsTo = 8;
+    EXPECT_FALSE(read(8, backup_));
+    EXPECT_TRUE(storage_->names().empty());
+    EXPECT_TRUE(preservation_->debts().empty());
+}
+
+TEST_F(DrivePreservation, ABackupIsInUseUntilItsFileIsGone) {
+    begin();
+    MemoryStorage other(storage_);
+    for (bool const isOverwritten : {true, false}) { // the next read gives up the backup of what was not overwritten
+        read(8, backup_);
+        std::optional<journal::FoundEntry::State> seen;
+        storage_->beforeRemove = [&] { seen = journal::survey(other).entries.at(0).state; };
+        isOverwritten ? write(8, backup_) : read(8, backup_);
+        EXPECT_EQ(seen, journal::FoundEntry::State::InUse);
+    }
+}
+
 TEST_F(DrivePreservation, AFailedReadKeepsNothing) {
     begin(R"("faults": [{"call": "read", "error": 23}])");
     EXPECT_FALSE(read(8, backup_));

@@ -143,23 +143,15 @@ public:
     }
 
     std::uint32_t remove(std::string const & name) override {
-        if (auto const meanwhile = std::exchange(disk_->beforeRemove, nullptr)) {
-            meanwhile();
-        }
-        std::uint32_t const error = disk_->count("remove " + name);
-        if (error == 0 && disk_->names_.erase(name) == 0) {
-            return kernel::ERROR_FILE_NOT_FOUND;
-        }
-        return error;
+        beginRemoval();
+        return erase(name);
     }
 
     std::uint32_t removeAbandoned(std::string const & name) override {
-        if (auto const meanwhile = std::exchange(disk_->beforeRemove, nullptr)) {
-            meanwhile();
-        }
+        beginRemoval();
         auto const found = disk_->names_.find(name);
-        return found != disk_->names_.end() && found->second->isWritten ? kernel::ERROR_SHARING_VIOLATION
-                                                                        : remove(name);
+        bool const isWritten = found != disk_->names_.end() && found->second->isWritten;
+        return isWritten ? kernel::ERROR_SHARING_VIOLATION : erase(name);
     }
 
     std::uint32_t syncNames() override {
@@ -178,6 +170,17 @@ public:
     std::optional<std::uint64_t> room() override { return disk_->room; }
 
 private:
+    void beginRemoval() {
+        if (auto const meanwhile = std::exchange(disk_->beforeRemove, nullptr)) {
+            meanwhile();
+        }
+    }
+
+    std::uint32_t erase(std::string const & name) {
+        std::uint32_t const error = disk_->count("remove " + name);
+        return error == 0 && disk_->names_.erase(name) == 0 ? kernel::ERROR_FILE_NOT_FOUND : error;
+    }
+
     class Written final : public journal::StoredFile {
     public:
         Written(std::shared_ptr<MemoryDisk> disk, std::shared_ptr<MemoryDisk::File> file, std::string name)

@@ -52,6 +52,10 @@ public:
         std::uint32_t const error = fails("remove");
         return error != 0 ? error : healthy_->remove(name);
     }
+    std::uint32_t removeAbandoned(std::string const & name) override {
+        std::uint32_t const error = fails("remove");
+        return error != 0 ? error : healthy_->removeAbandoned(name);
+    }
     std::uint32_t syncNames() override {
         std::uint32_t const error = fails("sync names");
         return error != 0 ? error : healthy_->syncNames();

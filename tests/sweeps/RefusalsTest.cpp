@@ -178,7 +178,8 @@ void PrintTo(NotRecovered const & row, std::ostream * stream) {
 std::vector<NotRecovered> notRecovered() {
     return {
         {"OtherSerialNumber", sweptDiskWith({{"serialNumber", "T2"}}), "NODEVICE"},
-        {"NoSerialNumber", sweptDiskWith({{"serialNumber", ""}}), "NODEVICE"},
+        {"NoSerialNumber", sweptDiskWith({{"serialNumber", ""}}),
+         "CANNOTRUN"}, // it may be the one, if a person says so
         {"SmallerDisk", sweptDiskWith({{"sectorCount", 3 * sectorsOfATransfer}}), "CANNOTRUN"},
         {"OtherSectorSize",
          sweptDiskWith({{"sectorSize", 1024}, {"sectorCount", 3 * sectorsOfATransfer / 2}, {"volumes", Json::array()}}),

@@ -51,6 +51,8 @@ SilentFault const list[] = {
     {{Storage}, Call::Control, "VOLUME_GET_VOLUME_DISK_EXTENTS of volume, to ask", noCache},
     {{Storage}, Call::Control, "DISK_GET_DRIVE_GEOMETRY_EX of disk, to ask", unknownSize},
     {{Storage}, Call::Control, "STORAGE_QUERY_PROPERTY of disk, to read and write, alone", askedAgain},
+    {{Storage}, Call::Control, "DISK_GET_DRIVE_GEOMETRY_EX of disk, to read and write, alone", askedAgain},
+    {{Storage}, Call::Control, "DISK_GET_LENGTH_INFO of disk, to read and write, alone", askedAgain},
     {{Storage}, Call::Lock, "FSCTL_LOCK_VOLUME of volume, to read and write", retried},
     {{Storage}, Call::Control, "FSCTL_UNLOCK_VOLUME of volume, to read and write", unlocked},
 };

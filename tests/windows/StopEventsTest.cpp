@@ -110,8 +110,8 @@ TEST_F(StopEvents, ClosedWindowIsARequestAndStays) {
     look.hInstance = GetModuleHandleW(nullptr);
     look.lpszClassName = L"nuvrusb test";
     ASSERT_NE(RegisterClassW(&look), 0);
-    HWND const window = CreateWindowExW(0, look.lpszClassName, L"test", 0, 0, 0, 0, 0, nullptr, nullptr, look.hInstance,
-                                        nullptr);
+    HWND const window =
+        CreateWindowExW(0, look.lpszClassName, L"test", 0, 0, 0, 0, 0, nullptr, nullptr, look.hInstance, nullptr);
     ASSERT_NE(window, nullptr);
 
     SendMessageW(window, WM_CLOSE, 0, 0);

@@ -1,5 +1,6 @@
 // Files of a journal: durable, locked as long as they are written, renamed at once.
 #include "Descriptor.h"
+#include "JournalErrors.h"
 #include "journal/FolderFiles.h"
 #include "kernel/Files.h"
 
@@ -29,6 +30,7 @@ namespace fs = std::filesystem;
 using machine::Descriptor;
 
 constexpr std::uint32_t diskFull = 112;
+constexpr std::uint32_t tooLong = 206;
 
 std::uint32_t fromErrno(int error) {
     switch (error) {
@@ -47,6 +49,8 @@ std::uint32_t fromErrno(int error) {
         return diskFull;
     case EEXIST:
         return fileExists;
+    case ENAMETOOLONG:
+        return tooLong;
     case EWOULDBLOCK:
         return kernel::ERROR_SHARING_VIOLATION;
     case ENOMEM:
@@ -216,6 +220,18 @@ int renameByLink(fs::path const & from, fs::path const & to) {
     return errno == ENOENT ? std::rename(from.c_str(), to.c_str()) : -1;
 }
 
+// Opening a file and locking it are two calls, and what another process does in between leaves an open file without a
+// name. 0 when this one still has its name, 32 when another file has that, 2 when none has.
+std::uint32_t findUnder(fs::path const & path, Descriptor const & file) {
+    struct stat named {};
+    struct stat open {};
+    if (::stat(path.c_str(), &named) != 0 || ::fstat(file.get(), &open) != 0) {
+        return fromErrno(errno);
+    }
+    bool const isSame = named.st_dev == open.st_dev && named.st_ino == open.st_ino;
+    return isSame ? kernel::ERROR_SUCCESS : kernel::ERROR_SHARING_VIOLATION;
+}
+
 } // namespace
 
 Result<StoredFile> createFile(fs::path const & path) {
@@ -226,6 +242,15 @@ Result<StoredFile> createFile(fs::path const & path) {
     if (::flock(file.get(), LOCK_EX) != 0) {
         return {nullptr, fromErrno(errno)};
     }
+    // Who looks for abandoned files may have removed it when it was not locked yet, and another process have taken its
+    // name. That name is left to others.
+    std::uint32_t const error = findUnder(path, file);
+    if (error == kernel::ERROR_FILE_NOT_FOUND || error == kernel::ERROR_SHARING_VIOLATION) {
+        return {nullptr, fileExists};
+    }
+    if (error != kernel::ERROR_SUCCESS) {
+        return {nullptr, error};
+    }
     return {std::make_unique<WrittenFile>(std::move(file)), kernel::ERROR_SUCCESS};
 }
 
@@ -234,6 +259,9 @@ Result<StoredBytes> openFile(fs::path const & path) {
     struct stat status {};
     if (!file.isValid() || ::flock(file.get(), LOCK_SH | LOCK_NB) != 0 || ::fstat(file.get(), &status) != 0) {
         return {nullptr, fromErrno(errno)};
+    }
+    if (std::uint32_t const error = findUnder(path, file); error != kernel::ERROR_SUCCESS) {
+        return {nullptr, error}; // given up before it was locked here
     }
     return {std::make_unique<ReadFile>(std::move(file), static_cast<std::uint64_t>(status.st_size)),
             kernel::ERROR_SUCCESS};
@@ -249,6 +277,16 @@ std::uint32_t renameFile(fs::path const & from, fs::path const & to) {
 
 std::uint32_t removeFile(fs::path const & path) {
     return ::unlink(path.c_str()) == 0 ? kernel::ERROR_SUCCESS : fromErrno(errno);
+}
+
+// Whoever has created the file may be about to lock it, and sees then that it has gone.
+std::uint32_t removeAbandonedFile(fs::path const & path) {
+    Descriptor const file(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+    if (!file.isValid() || ::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+        return fromErrno(errno);
+    }
+    std::uint32_t const error = findUnder(path, file);
+    return error == kernel::ERROR_SUCCESS ? removeFile(path) : error;
 }
 
 std::uint32_t syncFolder(fs::path const & folder) {

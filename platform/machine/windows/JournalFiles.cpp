@@ -147,6 +147,17 @@ std::uint32_t removeFile(fs::path const & path) {
     return DeleteFileW(path.c_str()) != FALSE ? ERROR_SUCCESS : GetLastError();
 }
 
+// By the handle, so that it is the file that nobody else has open, whatever its name is given to.
+std::uint32_t removeAbandonedFile(fs::path const & path) {
+    constexpr DWORD sharedWithNobody = 0;
+    FileHandle const file(
+        CreateFileW(path.c_str(), DELETE, sharedWithNobody, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    FILE_DISPOSITION_INFO disposition{TRUE};
+    bool const isRemoved = file.isValid() && SetFileInformationByHandle(file.get(), FileDispositionInfo, &disposition,
+                                                                        sizeof disposition) != FALSE;
+    return isRemoved ? ERROR_SUCCESS : GetLastError();
+}
+
 // A folder is flushed like a file. Where Windows does not grant that, the renames have been written through and a
 // removal that is lost only brings back an entry that the disk has no need of.
 std::uint32_t syncFolder(fs::path const & folder) {
@@ -158,10 +169,6 @@ std::uint32_t syncFolder(fs::path const & folder) {
         return error == ERROR_ACCESS_DENIED || error == ERROR_INVALID_FUNCTION ? ERROR_SUCCESS : error;
     }
     return ERROR_SUCCESS;
-}
-
-std::uint32_t windowsError(std::error_code const & error) {
-    return static_cast<std::uint32_t>(error.value());
 }
 
 FolderPlace placeOfExisting(fs::path const & folder, std::string const & backing) {
