@@ -22,9 +22,9 @@ std::u16string volumePath(std::u16string_view name) {
 } // namespace
 
 ReadyBoostDriveInfo::ReadyBoostDriveInfo(nuv::String const & osLocator, nuv::String const & volumeName) {
-    libVolumes::DiskVolumes const found = volumeName.empty()
-                                              ? libVolumes::volumesOn(osLocator)
-                                              : libVolumes::volumesOn(osLocator, {.paths = {volumePath(volumeName.view())}});
+    libVolumes::DiskVolumes const found =
+        volumeName.empty() ? libVolumes::volumesOn(osLocator)
+                           : libVolumes::volumesOn(osLocator, {.paths = {volumePath(volumeName.view())}});
     enabled_ = std::ranges::any_of(found.volumes, [](libVolumes::DiskVolume const & volume) {
         return libVolumes::holdsReadyBoostCache(volume.path);
     });
