@@ -1,8 +1,8 @@
 #include "Disks.h"
 
 #include "kernel.h"
+#include "kernel/RecordQuery.h"
 #include "kernel/Runtime.h"
-#include "libMedia2/RecordQuery.h"
 #include "machine/Machine.h"
 #include "machine/StorageDescriptor.h"
 #include "machine/Text.h"
@@ -99,8 +99,8 @@ std::uint32_t checkHasStillSize(DiskIdentity const & known, kernel::HANDLE open)
     if (known.size == 0) {
         return kernel::ERROR_SUCCESS;
     }
-    std::uint32_t const sectorSize = libMedia2::askSectorSize(open);
-    std::uint64_t const count = sectorSize != 0 ? libMedia2::askSectorCount(open, sectorSize) : 0;
+    std::uint32_t const sectorSize = kernel::askSectorSize(open);
+    std::uint64_t const count = sectorSize != 0 ? kernel::askSectorCount(open, sectorSize) : 0;
     if (count == 0) {
         return kernel::GetLastError();
     }

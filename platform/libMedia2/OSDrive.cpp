@@ -1,7 +1,7 @@
-#include "RecordQuery.h"
 #include "journal/Preservation.h"
 #include "kernel.h"
 #include "kernel/LastError.h"
+#include "kernel/RecordQuery.h"
 #include "kernel/Runtime.h"
 #include "libMedia2.h"
 #include "machine/Pages.h"
@@ -85,7 +85,7 @@ struct OSDrive::State {
     std::uint32_t sectorSize() { return knownSectorSize != 0 ? knownSectorSize : askSize(); }
 
     std::uint32_t askSize() {
-        knownSectorSize = askSectorSize(handle());
+        knownSectorSize = kernel::askSectorSize(handle());
         return knownSectorSize;
     }
 
@@ -136,7 +136,7 @@ struct OSDrive::State {
         if (size == 0) {
             return 0;
         }
-        knownSectorCount = libMedia2::askSectorCount(handle(), size);
+        knownSectorCount = kernel::askSectorCount(handle(), size);
         std::u16string disk;
         if (journal::Preservation * const keeper = preservation(disk); keeper != nullptr && knownSectorCount != 0) {
             keeper->noteSize(disk, knownSectorCount * size, size);

@@ -2,7 +2,7 @@
 
 #include "VolumeRecords.h"
 #include "kernel.h"
-#include "libMedia2/RecordQuery.h"
+#include "kernel/RecordQuery.h"
 #include "machine/Pages.h"
 
 #include <cstddef>
@@ -37,7 +37,7 @@ bool anyIsBitLocker(nuv::String const & osLocator, DiskVolumes const & volumes) 
     // From the disk itself: through a volume that was unlocked with its key the sectors would come decrypted.
     nuv::FileHandleResManager const disk =
         openShared(osLocator.view(), kernel::GENERIC_READ, kernel::FILE_FLAG_NO_BUFFERING);
-    std::uint32_t const sectorSize = disk.isValid() ? libMedia2::askSectorSize(disk.get()) : 0;
+    std::uint32_t const sectorSize = disk.isValid() ? kernel::askSectorSize(disk.get()) : 0;
     if (sectorSize == 0 || sectorSize > largestSector) {
         return true;
     }

@@ -2,7 +2,7 @@
 
 #include "VolumeRecords.h"
 #include "kernel.h"
-#include "libMedia2/RecordQuery.h"
+#include "kernel/RecordQuery.h"
 #include "machine/Machine.h"
 
 #include <algorithm>
@@ -80,7 +80,7 @@ void place(std::u16string const & path, DeviceNumber const & disk, DiskVolumes &
         return;
     }
     std::uint32_t const error = kernel::GetLastError();
-    auto const device = libMedia2::askRecord<DeviceNumber>(volume.get(), kernel::IOCTL_STORAGE_GET_DEVICE_NUMBER);
+    auto const device = kernel::askRecord<DeviceNumber>(volume.get(), kernel::IOCTL_STORAGE_GET_DEVICE_NUMBER);
     if (!device) {
         std::uint32_t const second = kernel::GetLastError();
         bool const knewTheFirst = !meansNoDiskBelow(error) && !meansNothingThere(error); // and failed to answer it
@@ -111,7 +111,7 @@ DiskVolumes volumesOn(nuv::String const & osLocator, machine::VolumePaths const 
     if (!disk.isValid()) {
         return {{}, meansNothingThere(kernel::GetLastError())};
     }
-    auto const number = libMedia2::askRecord<DeviceNumber>(disk.get(), kernel::IOCTL_STORAGE_GET_DEVICE_NUMBER);
+    auto const number = kernel::askRecord<DeviceNumber>(disk.get(), kernel::IOCTL_STORAGE_GET_DEVICE_NUMBER);
     if (!number) {
         return {{}, meansNothingThere(kernel::GetLastError())};
     }

@@ -1,7 +1,7 @@
 #include "DiskSize.h"
 
 #include "kernel.h"
-#include "libMedia2/RecordQuery.h"
+#include "kernel/RecordQuery.h"
 
 namespace tkit5 {
 
@@ -14,7 +14,7 @@ DiskSize sizeOfDisk(nuv::String const & osLocator) {
         return {};
     }
     auto const geometry =
-        libMedia2::askRecord<kernel::DISK_GEOMETRY_EX>(disk.get(), kernel::IOCTL_DISK_GET_DRIVE_GEOMETRY_EX);
+        kernel::askRecord<kernel::DISK_GEOMETRY_EX>(disk.get(), kernel::IOCTL_DISK_GET_DRIVE_GEOMETRY_EX);
     if (!geometry || geometry->DiskSize <= 0) {
         return {};
     }
