@@ -228,10 +228,10 @@ class SameAsDescribed(unittest.TestCase):
         arguments = (*arguments, "--format", "jsonl")
         live, path = run_played(description, *arguments, drives=drives)
         described = run(*arguments, "--machine", path)
-        self.assertEqual((live.returncode, live.stderr), (described.returncode, described.stderr))
-        lines = comparable_lines(live.stdout)
-        self.assertEqual(lines, comparable_lines(described.stdout))
-        return lines
+        both = [{"code": run.returncode, "errors": run.stderr, "lines": comparable_lines(run.stdout)}
+                for run in (live, described)]
+        self.assertEqual(*both)
+        return both[0]["lines"]
 
 
 def events(lines):
