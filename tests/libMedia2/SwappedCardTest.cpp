@@ -20,6 +20,10 @@ protected:
         open();
         ASSERT_EQ(drive_->getSectorCount(), 64U);
     }
+    void expectNotBackedUp() {
+        EXPECT_FALSE(backUp());
+        EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_MEDIA_CHANGED);
+    }
     void expectNotOverwritten() {
         EXPECT_FALSE(overwrite());
         EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_MEDIA_CHANGED);
@@ -35,8 +39,7 @@ protected:
 TEST_F(SwappedCard, IsNotBackedUpAsTheOneThatWasInBeforeTheQuestion) {
     beginWithTheRightCard();
     swapAndOpen();
-    EXPECT_FALSE(backUp());
-    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_MEDIA_CHANGED);
+    expectNotBackedUp();
     EXPECT_EQ(drive_->lastErrorType(), libMedia2::Drive::Other);
     EXPECT_TRUE(storage_->names().empty());
     expectNotOverwritten();
@@ -102,8 +105,7 @@ TEST_F(SwappedCard, IsNotBackedUpThroughAHandleThatWasOpenBefore) {
     ASSERT_TRUE(overwrite());
     ASSERT_TRUE(restore());
     pc_->lengthOfCard = 128 * sectorSize;
-    EXPECT_FALSE(backUp());
-    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_MEDIA_CHANGED);
+    expectNotBackedUp();
     EXPECT_FALSE(overwrite());
     EXPECT_EQ(right_->bytes, blank_);
     EXPECT_TRUE(storage_->names().empty());
@@ -117,13 +119,11 @@ TEST_F(SwappedCard, IsNotTheRightOneBecauseItsSizeWasAskedFor) {
     beginWithTheRightCard();
     swapAndOpen();
     ASSERT_EQ(drive_->getSectorCount(), 128U);
-    EXPECT_FALSE(backUp());
-    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_MEDIA_CHANGED);
+    expectNotBackedUp();
     expectNotOverwritten();
     pc_->putBack();
     open();
-    EXPECT_FALSE(backUp()); // by the size of the larger one
-    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_MEDIA_CHANGED);
+    expectNotBackedUp(); // by the size of the larger one
     EXPECT_TRUE(storage_->names().empty());
     ASSERT_EQ(drive_->getSectorCount(), 64U);
     EXPECT_TRUE(backUp());
@@ -135,8 +135,7 @@ TEST_F(SwappedCard, OneWithOtherSectorsIsNotTheRightOneEither) {
     open();
     ASSERT_EQ(drive_->getSectorCount(), 64U);
     swapAndOpen();
-    EXPECT_FALSE(backUp());
-    EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_MEDIA_CHANGED);
+    expectNotBackedUp();
     EXPECT_FALSE(overwrite());
     EXPECT_EQ(another_->bytes, blank_);
 }
@@ -150,8 +149,7 @@ TEST_F(SwappedCard, IsKnownByItsSizeAlsoInAReaderThatTellsNothing) {
         open();
         ASSERT_EQ(drive_->getSectorCount(), 64U);
         swapAndOpen();
-        EXPECT_FALSE(backUp());
-        EXPECT_EQ(kernel::GetLastError(), kernel::ERROR_MEDIA_CHANGED);
+        expectNotBackedUp();
         expectNotOverwritten();
         drive_.reset();
         slot_.release();
